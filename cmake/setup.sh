@@ -1,0 +1,36 @@
+# Sourced by demo.sh and test.sh: installs Debian packages that are missing, and says so.
+
+# install_packages PACKAGE...
+install_packages() {
+  local package missing=()
+  if ! command -v dpkg-query > /dev/null; then
+    echo "This machine has no dpkg; make sure of what these Debian packages give: $*"
+    return 0
+  fi
+  for package in "$@"; do
+    if ! dpkg-query -W -f '${db:Status-Status}\n' "$package" 2> /dev/null | grep -qx installed; then
+      missing+=("$package")
+    fi
+  done
+  if [ ${#missing[@]} -eq 0 ]; then
+    echo "All packages are there: $*"
+    return 0
+  fi
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo > /dev/null; then
+      echo "Missing packages, and neither root's rights nor sudo to install them. Please run as root:" >&2
+      echo "  apt-get install ${missing[*]}" >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing: ${missing[*]}"
+  "${as_root[@]}" apt-get update -q
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+build_packages=(cmake g++ ninja-build libboost-thread-dev)
+test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
+  binutils python3 util-linux)

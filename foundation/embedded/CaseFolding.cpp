@@ -1,0 +1,107 @@
+#include "foundation/embedded/CaseFolding.h"
+
+#include <clocale>
+#include <cstring>
+#include <cwchar>
+#include <cwctype>
+
+namespace {
+
+// What a byte that is no UTF-8 counts as: above every code point, so that it equals nothing else.
+constexpr unsigned int kInvalidByte = 0x80000000;
+
+unsigned char FoldAscii(char c) {
+  auto const byte = static_cast<unsigned char>(c);
+  return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20) : byte;
+}
+
+bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+int Sign(unsigned int first, unsigned int second) {
+  return first == second ? 0 : (first < second ? -1 : 1);
+}
+
+// The C library's tables for all of Unicode; "C" knows ASCII alone. Never freed.
+locale_t FoldingLocale() {
+  static locale_t const locale = [] {
+    locale_t const unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return unicode != nullptr ? unicode : ::newlocale(LC_CTYPE_MASK, "C", nullptr);
+  }();
+  return locale;
+}
+
+// Puts the folding locale in place for the calling thread.
+class LocaleScope {
+ public:
+  LocaleScope() : m_before(::uselocale(FoldingLocale())) {}
+  LocaleScope(LocaleScope const&) = delete;
+  LocaleScope& operator=(LocaleScope const&) = delete;
+  ~LocaleScope() { ::uselocale(m_before); }
+
+ private:
+  locale_t m_before;
+};
+
+// Decodes and folds the character at `text`, which is not at its end, and moves behind it.
+unsigned int NextFolded(char const*& text) {
+  wchar_t character = 0;
+  std::mbstate_t state{};
+  // A character takes 4 bytes at most, and a cut one stops at the terminator.
+  std::size_t const length = std::mbrtowc(&character, text, ::strnlen(text, 4), &state);
+  if (length == 0 || length > 4) {
+    return kInvalidByte | static_cast<unsigned char>(*text++);
+  }
+  text += length;
+  return static_cast<unsigned int>(std::towlower(static_cast<wint_t>(character)));
+}
+
+int CompareDecoded(char const* first, char const* second) {
+  LocaleScope const scope;
+  while (*first != 0 && *second != 0) {
+    int const order = Sign(NextFolded(first), NextFolded(second));
+    if (order != 0) {
+      return order;
+    }
+  }
+  return Sign(static_cast<unsigned char>(*first), static_cast<unsigned char>(*second));
+}
+
+}  // namespace
+
+int CompareAsciiNoCase(char const* first, char const* second) {
+  while (*first != 0 && FoldAscii(*first) == FoldAscii(*second)) {
+    ++first;
+    ++second;
+  }
+  return Sign(FoldAscii(*first), FoldAscii(*second));
+}
+
+char const* FindAsciiNoCase(char const* text, char const* wanted) {
+  for (;; ++text) {
+    char const* own = text;
+    char const* other = wanted;
+    while (*other != 0 && FoldAscii(*own) == FoldAscii(*other)) {
+      ++own;
+      ++other;
+    }
+    if (*other == 0) {
+      return text;
+    }
+    if (*text == 0) {
+      return nullptr;
+    }
+  }
+}
+
+int CompareFoldedUtf8(char const* first, char const* second) {
+  // Two ASCII texts never leave this loop; the rest starts at the first character that is not
+  // ASCII.
+  while (*first != 0 && IsAscii(*first) && FoldAscii(*first) == FoldAscii(*second)) {
+    ++first;
+    ++second;
+  }
+  if (IsAscii(*first) && IsAscii(*second)) {
+    return Sign(FoldAscii(*first), FoldAscii(*second));
+  }
+  return CompareDecoded(first, second);
+}
