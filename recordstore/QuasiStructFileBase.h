@@ -1,0 +1,148 @@
+#ifndef QUENDRIL_RECORDSTORE_QUASISTRUCTFILEBASE_H
+#define QUENDRIL_RECORDSTORE_QUASISTRUCTFILEBASE_H
+
+#include <list>
+#include <memory>
+
+#include "foundation/CTOODateTime.h"
+#include "foundation/CTOOFile.h"
+#include "foundation/CTOOString.h"
+#include "foundation/export.h"
+#include "foundation/IdentObj.h"
+#include "foundation/IPC.h"
+#include "foundation/XTOOStatus.h"
+
+// A record store: one storage object that holds a header and a sequence of records, each an
+// IdentObj (layout in RecordFormat.h). It reaches its storage only through the stor_ operations,
+// which a backend supplies, and mirrors in memory the header words, the header and every record's
+// offset.
+//
+// Failures are status codes (StatusCodes.h), returned and mostly set on the store itself with the
+// file name as the text; a code that is set blocks most operations until Clear or Reload. The
+// storage is never kept open: each operation opens it, works, deletes the handle and releases its
+// lock.
+//
+// Processes are kept apart by the lock over the file, which the operations take as their comments
+// say; who needs several of them under one lock takes it with LockReadFile or LockWriteFile first.
+// Threads: one store, one thread at a time.
+class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
+ public:
+  // The first 12 bytes of the file as they were read or will be written.
+  struct HeaderWords {
+    unsigned int Reserved;      // Set by nothing; written back as it was read.
+    unsigned int CleanedMark;   // Read and set by the store's user.
+    unsigned int HeaderLength;  // Bytes.
+  };
+
+  // No file, status flag true, creation allowed. Touches no storage.
+  QuasiStructFileBase();
+  // A store over `fileName`; with `create` an operation that finds no file may create it. Makes the
+  // lock but does not scan: the backend's constructor calls Init.
+  QuasiStructFileBase(char const* fileName, bool create, bool statusFlag);
+  // Both stores then name the same file; the lock is a new one.
+  QuasiStructFileBase(QuasiStructFileBase const& other);
+  ~QuasiStructFileBase() override;
+  QuasiStructFileBase& operator=(QuasiStructFileBase const& other);
+
+  // Order is ABI, down to stor_Close.
+
+  // Whether a record equal to `obj` exists; `*index` (unless null) becomes its number, or -1. No
+  // lock. Only a store whose first record lies at offset 0 can be searched; any other sets 22.
+  virtual bool IsItInFile(IdentObj const& obj, long* index);
+  // Record `index` into `out`. Returns 0, 194 for an index that is none, 22 for a record whose
+  // offset lies beyond the file. Shared lock.
+  virtual unsigned int Get(long index, IdentObj& out);
+  // Replaces record `index`; the count of records, or a negative index, appends. Returns 0, 28 for
+  // an index above the count, or the status. Exclusive lock.
+  virtual unsigned int Put(long index, IdentObj const& obj);
+  // Appends a record. Returns the status. Exclusive lock.
+  virtual unsigned int Add(IdentObj const& obj);
+  // Appends all of `objs`. Returns the status. No lock: callers hold what they need.
+  virtual unsigned int PutList(std::list<IdentObj> const& objs);
+  // Removes record `index`. Returns 0, 28 for an index that is none, or the status. Exclusive lock.
+  virtual unsigned int Del(long index);
+  // Cuts the storage to length 0; header words and header stay in memory, for PutList to write
+  // again. Returns 0 or the code of a failed open. Exclusive lock.
+  virtual unsigned int EmptyFile();
+
+  // The storage. Handles belong to the caller; a backend without handles opens null, which all of
+  // these must take. Counts are bytes.
+  virtual unsigned int stor_Read(CTOOFile* file, void* buffer, unsigned int count) = 0;
+  virtual unsigned int stor_Write(CTOOFile* file, void const* buffer, unsigned int count) = 0;
+  virtual unsigned int stor_Seek(CTOOFile* file, long offset, int origin) = 0;
+  virtual CTOOFile* stor_Open(char const* name, char const* mode, bool flag) = 0;
+  virtual bool stor_IsExists(char const* name) = 0;
+  virtual unsigned int stor_Length(CTOOFile* file) = 0;
+  virtual unsigned int stor_Length(char const* name) = 0;
+  virtual CTOOFileTime stor_GetLastWriteTime(char const* name) = 0;
+  virtual unsigned int stor_ReadIdentObject(CTOOFile* file, IdentObj& target,
+                                            unsigned int position) = 0;
+  virtual unsigned int stor_WriteIdentObject(CTOOFile* file, IdentObj const& source,
+                                             unsigned int position) = 0;
+  virtual unsigned int stor_CurPos(CTOOFile* file) = 0;
+  virtual void stor_Truncate(CTOOFile* file) = 0;
+  virtual void stor_Close(CTOOFile* file) = 0;
+
+  // Appends every record to `out`, reading the file afresh. Returns the status. Shared lock.
+  unsigned int GetAll(std::list<IdentObj>& out);
+  // The header, refreshed when the file changed; valid for the store's life.
+  IdentObj& GetHeader();
+  // Replaces the header in the file, moving the records when its length changes. Returns 0 or the
+  // status. Exclusive lock on an existing file, none for making a new one.
+  unsigned int PutHeader(IdentObj const& header);
+
+  // Scans the file: header words, header, offsets. Returns the status. Shared lock.
+  unsigned int Init();
+  // Makes the lock, or sets 4 for a file that is not readable and not to be created.
+  void PreInit();
+  // Starts over on `fileName` (null: the present one) with new flags and a cleared status. Returns
+  // the status of the scan.
+  unsigned int Reload(char const* fileName, bool create, bool statusFlag);
+  // Forgets the file and deletes the lock; offsets, lock name, create flag and status stay.
+  void Unload();
+  // Scans again when the file is newer than the latest scan. No lock but that of the scan.
+  void CheckAndRestore();
+
+  // A new hold of the file's lock, which the caller owns and ends by deleting it; null when the
+  // store has no lock. Blocks.
+  IPC::CReadLocker* LockReadFile();
+  IPC::CWriteLocker* LockWriteFile();
+  // The same as LockWriteFile: a lock cannot be upgraded.
+  IPC::CWriteLocker* LockReadWriteFile();
+
+  HeaderWords Words;
+
+ protected:
+  // Kept on purpose: zeroed, copied, and otherwise unused, for the sake of the object's layout.
+  unsigned long m_reservedLong;
+  unsigned short m_reservedShort;
+
+  CTOOString m_fileName;
+  bool m_create;
+  IdentObj m_header;
+  CTOOFileTime m_loadTime;
+  std::list<unsigned int> m_offsets;  // Of every record's length prefix, in file order.
+  std::unique_ptr<IPC::CReadWriteLock> m_lock;
+  CTOOString m_lockName;
+
+ private:
+  unsigned int Fail(unsigned int code);
+  bool IsWithoutFile();
+  void EnsureLock();
+  bool Open(char const* mode, std::unique_ptr<CTOOFile>& file);
+
+  bool ReadHeader(CTOOFile* file, unsigned long& position);
+  void ScanRecords(CTOOFile* file, unsigned long position);
+  void ReadRecords(CTOOFile* file, unsigned long position, std::list<IdentObj>& out);
+  bool FindFromStart(CTOOFile* file, IdentObj const& obj, long& index);
+
+  unsigned int WriteHeader(CTOOFile* file);
+  unsigned int CreateWithHeader(IdentObj const& header);
+  void MoveRecordsBehind(CTOOFile* file, IdentObj const& header);
+  bool OpenForChange(bool& isNew, std::unique_ptr<CTOOFile>& file);
+  unsigned int StartAppending(CTOOFile* file, bool isNew);
+  void Append(CTOOFile* file, bool isNew, IdentObj const& obj);
+  void Replace(CTOOFile* file, long index, IdentObj const& obj);
+};
+
+#endif
