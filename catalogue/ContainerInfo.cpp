@@ -1,0 +1,164 @@
+#include "catalogue/ContainerInfo.h"
+
+#include <cstring>
+#include <stdexcept>
+
+#include "catalogue/BlobReader.h"
+#include "foundation/XTOOStatus.h"
+
+namespace {
+
+constexpr int kMalformed = 37;
+constexpr unsigned int kWordSize = 4;
+constexpr unsigned long kTwoWords = 8;
+
+[[noreturn]] void ThrowMalformed(char const* where) { throw XTOOStatus(kMalformed, where, false); }
+
+// The size as a blob's length.
+unsigned int CheckedSize(unsigned long size) {
+  if (size > 0xFFFFFFFF) {
+    throw std::length_error("a container record does not fit into a blob");
+  }
+  return static_cast<unsigned int>(size);
+}
+
+unsigned long ItemSize(unsigned int length) {
+  return kWordSize + static_cast<unsigned long>(length);
+}
+
+// The length of the sub-record's blob.
+unsigned long BlobSize(SubContInfo const& sub) { return ItemSize(sub.Ident.Length) + kTwoWords; }
+
+// Fills a blob from its start. REQUIRES: what is put fits.
+class BlobWriter {
+ public:
+  explicit BlobWriter(IdentObj& blob) : m_next(blob.Data), m_room(blob.Length) {}
+
+  void PutWord(unsigned int word) {
+    std::memcpy(m_next, &word, kWordSize);
+    Advance(kWordSize);
+  }
+  void PutItem(IdentObj const& item) { Advance(item.WriteData(m_next, m_room)); }
+  void PutText(CTOOString const& text, unsigned int length) {
+    PutWord(length);
+    std::memcpy(m_next, static_cast<char const*>(text), length);
+    Advance(length);
+  }
+  void PutSubRecord(SubContInfo const& sub) {
+    PutItem(sub.Ident);
+    PutWord(sub.Param1);
+    PutWord(sub.Param2);
+  }
+
+ private:
+  void Advance(unsigned int count) {
+    m_next += count;
+    m_room -= count;
+  }
+
+  unsigned char* m_next;
+  unsigned int m_room;
+};
+
+// Decodes the item ahead. False, with the target untouched, when it does not fit.
+bool TakeItem(BlobReader& reader, IdentObj& target) {
+  if (!reader.HasItem()) {
+    return false;
+  }
+  reader.Skip(target.ReadData(reader.Position(), reader.Remaining()));
+  return true;
+}
+
+// False when the record is cut. Throws for a cut sub-record.
+bool TakeFieldsAfterPath(BlobReader& reader, ContainerInfo& record) {
+  if (!TakeItem(reader, record.Ident1) || !TakeItem(reader, record.Ident2) || !reader.HasWords(2)) {
+    return false;
+  }
+  record.Param = reader.TakeWord();
+  IdentObj blob;
+  for (unsigned int remaining = reader.TakeWord(); remaining != 0; --remaining) {
+    if (!TakeItem(reader, blob)) {
+      return false;
+    }
+    std::list<SubContInfo> sub(1);
+    sub.front().ReadData(blob.Data, blob.Length);
+    record.SubConts.splice(record.SubConts.end(), sub);
+  }
+  return true;
+}
+
+}  // namespace
+
+SubContInfo::SubContInfo() = default;
+
+SubContInfo::SubContInfo(SubContInfo const& other) : SubContInfo() { *this = other; }
+
+SubContInfo::~SubContInfo() = default;
+
+SubContInfo& SubContInfo::operator=(SubContInfo const& other) = default;
+
+IdentObj SubContInfo::WriteData() {
+  IdentObj blob(nullptr, CheckedSize(BlobSize(*this)));
+  BlobWriter(blob).PutSubRecord(*this);
+  return blob;
+}
+
+unsigned int SubContInfo::ReadData(unsigned char const* data, unsigned int len) {
+  if (data == nullptr || len == 0) {
+    return 0;
+  }
+  BlobReader reader(data, len);
+  if (!TakeItem(reader, Ident)) {
+    Ident.Empty();
+    ThrowMalformed("SubContInfo::ReadData");
+  }
+  if (!reader.HasWords(2)) {
+    ThrowMalformed("SubContInfo::ReadData");
+  }
+  Param1 = reader.TakeWord();
+  Param2 = reader.TakeWord();
+  return len - reader.Remaining();
+}
+
+ContainerInfo::ContainerInfo() = default;
+
+ContainerInfo::ContainerInfo(ContainerInfo const& other) : ContainerInfo() { *this = other; }
+
+ContainerInfo::~ContainerInfo() = default;
+
+ContainerInfo& ContainerInfo::operator=(ContainerInfo const& other) = default;
+
+IdentObj ContainerInfo::WriteData() {
+  unsigned int const pathLength = Path.Length();
+  unsigned long size =
+      ItemSize(pathLength) + ItemSize(Ident1.Length) + ItemSize(Ident2.Length) + kTwoWords;
+  for (SubContInfo const& sub : SubConts) {
+    size += ItemSize(CheckedSize(BlobSize(sub)));
+  }
+  IdentObj blob(nullptr, CheckedSize(size));
+  BlobWriter writer(blob);
+  writer.PutText(Path, pathLength);
+  writer.PutItem(Ident1);
+  writer.PutItem(Ident2);
+  writer.PutWord(Param);
+  writer.PutWord(static_cast<unsigned int>(SubConts.size()));
+  for (SubContInfo const& sub : SubConts) {
+    writer.PutWord(static_cast<unsigned int>(BlobSize(sub)));
+    writer.PutSubRecord(sub);
+  }
+  return blob;
+}
+
+unsigned int ContainerInfo::ReadData(unsigned char const* data, unsigned int len) {
+  BlobReader reader(data, len);
+  IdentObj path;
+  if (!TakeItem(reader, path)) {
+    ThrowMalformed("ContainerInfo::ReadData");
+  }
+  bool const isWhole = TakeFieldsAfterPath(reader, *this);
+  Path.Load(path.Data, path.Length);
+  if (!isWhole) {
+    ThrowMalformed("ContainerInfo::ReadData");
+  }
+  return len - reader.Remaining();
+}

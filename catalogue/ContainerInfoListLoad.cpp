@@ -1,0 +1,99 @@
+// Loading a catalogue, and cleaning its file once.
+
+#include "catalogue/ContainerInfoList.h"
+#include "foundation/CTOOFile.h"
+#include "foundation/storedev.h"
+#include "foundation/XTOOStatus.h"
+#include "recordstore/CQuasiStructFile.h"
+
+namespace {
+
+constexpr unsigned int kNeverCleaned = 0;
+constexpr unsigned int kCleaned = 1;
+constexpr unsigned int kNotFound = 0xFFFFFFFF;
+
+void ThrowUnlessZero(unsigned int code, CTOOString const& fileName) {
+  if (code != 0) {
+    throw XTOOStatus(static_cast<int>(code), fileName, false);
+  }
+}
+
+// Whether a load drops the record. What a save marks (ContainerInfoList::Fix) follows a rule of its
+// own: there the whole path is looked at, and one more word counts.
+bool IsStale(ContainerInfo const& record) {
+  bool flag = false;
+  CTOOString folder;
+  CTOOString name;
+  storedev::ParseFullPath(record.Path, &flag, &folder, &name, nullptr);
+  if (flag) {
+    return true;
+  }
+  CTOOString full;
+  storedev::MakeFullPath(full, folder, name, "");
+  return !CTOOFile::IsExists(full) || name.CompareNoCase("cur_pers") == 0 ||
+         name.FindNocase(".lck") != kNotFound;
+}
+
+// Decodes the blobs into `records`. With `test`, stale ones are dropped from `blobs` too; true when
+// there were any.
+bool DecodeRecords(std::list<IdentObj>& blobs, bool test, std::list<ContainerInfo>& records) {
+  bool dropped = false;
+  for (auto blob = blobs.begin(); blob != blobs.end();) {
+    std::list<ContainerInfo> record(1);
+    record.front().ReadData(blob->Data, blob->Length);
+    if (test && IsStale(record.front())) {
+      blob = blobs.erase(blob);
+      dropped = true;
+    } else {
+      records.splice(records.end(), record);
+      ++blob;
+    }
+  }
+  return dropped;
+}
+
+// Kept on purpose: no lock keeps other processes away between the removal and the writing.
+void RewriteFile(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
+  XTOOFile const status(true);
+  // A base library may only return its refusal; writing on top would leave the old records in
+  // place.
+  if (!CTOOFile::Remove(fileName, status)) {
+    throw XTOOStatus(status.Status(), fileName, false);
+  }
+  CQuasiStructFile file(fileName, true, true);
+  ThrowUnlessZero(static_cast<unsigned int>(file.Status()), fileName);
+  file.Words.CleanedMark = kCleaned;
+  ThrowUnlessZero(file.PutList(blobs), fileName);
+}
+
+}  // namespace
+
+void ContainerInfoList::Load(char const* fileName) {
+  if (fileName != nullptr) {
+    m_fileName = fileName;
+  }
+  try {
+    LoadRecords();
+  } catch (XTOOStatus const&) {
+    // Kept on purpose: nothing is reported, and the list is emptied after its lock was released.
+    m_sync.Records.clear();
+  }
+}
+
+void ContainerInfoList::LoadRecords() {
+  IPC::CWriteLocker const locker(m_sync.Lock);
+  if (m_fileName.IsEmpty() || !CTOOFile::IsExists(m_fileName) ||
+      CTOOFile::Length(m_fileName, XTOOFile(true)) == 0) {
+    m_sync.Records.clear();
+    return;
+  }
+  CQuasiStructFile file(m_fileName, false, true);
+  ThrowUnlessZero(static_cast<unsigned int>(file.Status()), m_fileName);
+  m_sync.Records.clear();
+  bool const test = file.Words.CleanedMark == kNeverCleaned;
+  std::list<IdentObj> blobs;
+  ThrowUnlessZero(file.GetAll(blobs), m_fileName);
+  if (DecodeRecords(blobs, test, m_sync.Records)) {
+    RewriteFile(m_fileName, blobs);
+  }
+}
