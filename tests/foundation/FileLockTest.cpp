@@ -120,11 +120,18 @@ TEST_F(CReadWriteLock_file, OneObjectExcludesBetweenThreads) {
 TEST_F(CReadWriteLock_file, OtherFilesAreNotExcluded) {
   std::string const other = m_folder / "other";
   WriteFile(other, "content");
-  ProcessPeer peer(HoldInSteps<IPC::CWriteLocker>(other));
+  ProcessPeer process(HoldInSteps<IPC::CWriteLocker>(other));
   FileLock lock(Path());
   IPC::CWriteLocker const locker(lock);
-  peer.Go();
-  EXPECT_TRUE(peer.AwaitStep());
+  process.Go();
+  EXPECT_TRUE(process.AwaitStep());
+  process.Go();
+  EXPECT_TRUE(process.Finish());
+  ThreadPeer thread(HoldInSteps<IPC::CWriteLocker>(other));
+  thread.Go();
+  EXPECT_TRUE(thread.AwaitStep());
+  thread.Go();
+  EXPECT_TRUE(thread.Finish());
 }
 
 TEST_F(CReadWriteLock_file, LeavesTheFileAsItWas) {
@@ -137,15 +144,21 @@ TEST_F(CReadWriteLock_file, LeavesTheFileAsItWas) {
   EXPECT_EQ(std::vector<std::string>{"records"}, m_folder.Names());
 }
 
-TEST_F(CReadWriteLock_file, HoldEndsWithAnException) {
-  FileLock lock(Path());
+template <typename Locker>
+void ThrowHolding(FileLock& lock, std::string const& path, Lock expected) {
   try {
-    IPC::CWriteLocker const locker(lock);
-    EXPECT_EQ(Lock::Exclusive, FileLockOf(m_path));
+    Locker const locker(lock);
+    EXPECT_EQ(expected, FileLockOf(path));
     throw 1;
   } catch (int) {
   }
-  EXPECT_EQ(Lock::None, FileLockOf(m_path));
+  EXPECT_EQ(Lock::None, FileLockOf(path));
+}
+
+TEST_F(CReadWriteLock_file, HoldEndsWithAnException) {
+  FileLock lock(Path());
+  ThrowHolding<IPC::CWriteLocker>(lock, m_path, Lock::Exclusive);
+  ThrowHolding<IPC::CReadLocker>(lock, m_path, Lock::Shared);
 }
 
 TEST_F(CReadWriteLock_file, SurvivesTheClosingOfAnotherDescriptorOfTheFile) {
@@ -356,7 +369,11 @@ TEST_F(CReadWriteLock_file, LocksTheFileThatThePathNamesNow) {
   std::filesystem::remove(m_path);
   WriteFile(m_path, "another");
   ProcessPeer peer(HoldInSteps<IPC::CWriteLocker>(m_path));
-  ExpectExcluded<IPC::CWriteLocker, IPC::CWriteLocker>(peer, m_path);
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);
+  peer.Go();
+  EXPECT_TRUE(peer.AwaitBlocked());
+  locker.reset();
+  EXPECT_TRUE(peer.AwaitStep());
 }
 
 TEST_F(CReadWriteLock_file, WaiterOfAReplacedFileTakesTheNewOne) {

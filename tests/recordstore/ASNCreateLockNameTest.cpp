@@ -141,6 +141,12 @@ TEST_F(LockName, NullNameStillMakesTheFile) {
   EXPECT_EQ(1U, m_folder.Names().size());
 }
 
+TEST_F(LockName, NullPathIsRefused) {
+  m_name = "before";
+  EXPECT_FALSE(ASNCreateLockName(nullptr, nullptr, &m_name));
+  EXPECT_STREQ("before", m_name);
+}
+
 TEST_F(LockName, FirstArgumentIsIgnored) {
   std::string const other = m_folder / "no/such/path";
   for (char const* const ignored : {static_cast<char const*>(nullptr), "", "x", other.c_str()}) {

@@ -124,6 +124,9 @@ TEST_F(RecordFileRefresh, WriteByAnotherProcessIsSeenByTheNextGet) {
     IdentObj out;
     ASSERT_EQ(0U, store.Get(0, out));
     ASSERT_EQ(Pattern(i, i), DataOf(out));
+    // Where this one stands has changed with the length of the first.
+    ASSERT_EQ(0U, store.Get(1, out));
+    ASSERT_EQ(*std::next(SomeRecords().begin()), DataOf(out));
   }
   EXPECT_TRUE(peer.Finish());
 }

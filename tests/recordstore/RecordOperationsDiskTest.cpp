@@ -66,12 +66,20 @@ TEST_F(RecordOperationsDisk, OnlyEmptyFileClosesItsHandle) {
     ObservedStore& store = Start(kFile);
     EXPECT_EQ(0U, operation.run(store));
     EXPECT_EQ(operation.name == "EmptyFile" ? 1 : 0, Count("Close"));
+    ObservedStore& failing = Start(kFile);
+    failing.FailOpenWith = 77;
+    operation.run(failing);
+    EXPECT_EQ(0, Count("Close"));
   }
   for (Operation const& operation : CreatingOperations()) {
     EXPECT_EQ(0U, operation.run(StartWithoutFile(true)));
     EXPECT_EQ(1, Count("Open wbc"));
     EXPECT_EQ(0, Count("Close"));
   }
+  ObservedStore& store = Start(kFile);
+  EXPECT_EQ(0U, store.Init());
+  EXPECT_EQ(0U, store.PutHeader(Blob("another header")));
+  EXPECT_EQ(0, Count("Close"));
 }
 
 TEST_F(RecordOperationsDisk, AllButGetAllPutListAndEmptyFileAskFirstWhetherTheFileChanged) {
