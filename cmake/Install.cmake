@@ -1,0 +1,30 @@
+# What a host builds and runs against: both libraries, the headers, the CMake package.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quendril)
+
+install(TARGETS quendril quendril-base EXPORT quendrilTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quendril)
+install(EXPORT quendrilTargets NAMESPACE quendril:: DESTINATION ${package_dir})
+
+# The form of the includes stays: #include "catalogue/ContainerInfoList.h".
+foreach(layer foundation recordstore catalogue common)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${layer}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quendril
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN embedded EXCLUDE
+    PATTERN BlobReader.h EXCLUDE
+    PATTERN CContainerPathCompare.h EXCLUDE
+    PATTERN RecordMerge.h EXCLUDE
+    PATTERN RecordShift.h EXCLUDE)
+endforeach()
+
+configure_package_config_file(cmake/quendrilConfig.cmake.in quendrilConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(quendrilConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/quendrilConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/quendrilConfigVersion.cmake
+  DESTINATION ${package_dir})

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# installed-copy.sh CMAKE BUILD COMPILER SANITIZERS: installs the build into a folder of its own and
+# builds a small consumer against that copy alone, with the same compiler; the consumer runs.
+set -euo pipefail
+cmake=$1 build=$2 compiler=$3 sanitizers=$4
+here=$(cd "$(dirname "$0")" && pwd)
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+flags=
+[ -z "$sanitizers" ] || flags="-fsanitize=$sanitizers"
+"$cmake" --install "$build" --prefix "$folder/installed" > /dev/null
+"$cmake" -G Ninja -S "$here/consumer" -B "$folder/build" -DCMAKE_PREFIX_PATH="$folder/installed" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" > /dev/null
+"$cmake" --build "$folder/build"
+"$folder/build/consumer" "$folder/scratch"
+
+# Only what users need is installed.
+if find "$folder/installed" -name '*.h' | grep -E '/(embedded|tests|examples)/|(RecordMerge|RecordShift|BlobReader)\.h'; then
+  echo "FAILED: an inner header was installed" >&2
+  exit 1
+fi
