@@ -33,7 +33,8 @@ class QUENDRIL_EXPORT CReadWriteLock {
   friend class CReadLocker;
   friend class CWriteLocker;
 
-  // Blocks until the lock is held in `mode`. Throws an XTOOStatus with an errno as its code.
+  // Blocks until the lock is held in `mode`. Throws an XTOOStatus with an errno as its code;
+  // CReadWriteLock_pth what std::shared_mutex throws.
   virtual std::unique_ptr<LockHold> Take(LockMode mode) = 0;
 };
 
@@ -49,6 +50,9 @@ class ReentrantLock;
 // path. Asking for exclusive while holding only shared throws EDEADLK: waiting would never end. A
 // holder may outlive the lock object and may be deleted by another thread. Nothing stays locked
 // after the death of a process, and a forked child holds nothing.
+//
+// A file that is there is known under every name; one that is missing must be locked under one
+// name, or under names in one folder: a dangling link's own folder is another place.
 //
 // A holder excludes nobody when the file, or for a missing file its folder, may not be opened as
 // the mode needs: the operation that asked for the lock meets the same refusal and reports it. The
@@ -82,6 +86,7 @@ class SemaphoreLock;
 // The lock between processes, and between threads, over a System V semaphore set under `key`, which
 // may be any number that ftok gives, -1 included. Nothing stays locked after the death of a
 // process. Where the system gives no set for the key, the lock still excludes within the process.
+// Not re-entrant. A holder may outlive the lock and may end on another thread of its process.
 class QUENDRIL_EXPORT CReadWriteLock_smph : public CReadWriteLock {
  public:
   explicit CReadWriteLock_smph(int key);

@@ -42,6 +42,7 @@ int BufferedFile::Open(char const* name, char const* mode) {
   if (flags == -1) {
     return EINVAL;
   }
+  bool const isMade = (flags & (O_CREAT | O_TRUNC)) == O_CREAT && ::access(name, F_OK) != 0;
   int const error = OpenFile(name, flags, kNewFileMode, m_file);
   if (error != 0) {
     return error;
@@ -51,7 +52,7 @@ int BufferedFile::Open(char const* name, char const* mode) {
     return errno;
   }
   m_writable = (flags & O_ACCMODE) != O_RDONLY;
-  m_changed = (flags & O_TRUNC) != 0;
+  m_changed = isMade || (flags & O_TRUNC) != 0;
   m_size = what.st_size;
   m_stampBefore = what.st_mtim;
   return 0;

@@ -10,6 +10,7 @@
 
 #include "foundation/CTOOFile.h"
 #include "foundation/embedded/Descriptor.h"
+#include "foundation/embedded/FileClock.h"
 #include "foundation/embedded/OrEmpty.h"
 
 // A copy is written beside its target under a name of its own and put into place in one step, so
@@ -51,6 +52,14 @@ class TemporaryFile {
   }
 
   Descriptor& File() { return m_file; }
+
+  // As if `target` itself had been written now.
+  void StampLike(char const* target) {
+    struct stat what {};
+    bool const isThere = ::stat(target, &what) == 0;
+    timespec const times[2] = {{0, UTIME_OMIT}, isThere ? NextStamp(what.st_mtim) : FineNow()};
+    static_cast<void>(::futimens(m_file.Get(), times));  // At worst the kernel's own stamp stays.
+  }
 
   // Returns 0 or an errno.
   int PutInPlace(char const* target, bool overwrite) {
@@ -95,6 +104,7 @@ int CopyTo(Descriptor const& source, char const* to, bool overwrite) {
   int error = copy.CreateBeside(to);
   if (error == 0) {
     error = CopyContent(source, copy.File());
+    copy.StampLike(to);
   }
   return error != 0 ? error : copy.PutInPlace(to, overwrite);
 }

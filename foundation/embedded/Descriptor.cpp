@@ -1,6 +1,7 @@
 #include "foundation/embedded/Descriptor.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,8 +57,20 @@ int OpenDescriptor(char const* path, int flags, mode_t mode) {
   return fd;
 }
 
+bool AwaitLease(char const* path, int error) {
+  struct stat what {};
+  if (error != EWOULDBLOCK || ::stat(path, &what) != 0 || !S_ISREG(what.st_mode)) {
+    return false;
+  }
+  ::poll(nullptr, 0, 1);
+  return true;
+}
+
 int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file) {
   Descriptor opened(OpenDescriptor(path, flags, mode));
+  while (!opened.IsOpen() && AwaitLease(path, errno)) {
+    opened = Descriptor(OpenDescriptor(path, flags, mode));
+  }
   struct stat what {};
   if (!opened.IsOpen() || ::fstat(opened.Get(), &what) != 0) {
     return errno;

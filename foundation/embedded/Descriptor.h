@@ -26,6 +26,11 @@ class Descriptor {
 // process; EINTR is retried. `errno` tells why the result is -1.
 int OpenDescriptor(char const* path, int flags, mode_t mode = 0);
 
+// For an OpenDescriptor that failed with `error`: true, after a short pause, when somebody has a
+// lease on the file (file servers take them) and gives it back now, so that it is worth another
+// try. The kernel ends a lease that is not given back.
+bool AwaitLease(char const* path, int error);
+
 // Opens what is to be used as a file: a folder fails with EISDIR, what has no positions (a FIFO, a
 // socket) with ESPIPE. Returns 0 or an errno.
 int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file);

@@ -1,5 +1,7 @@
 #include "foundation/embedded/FileClock.h"
 
+#include <limits>
+
 namespace {
 
 constexpr long kNanosecondsPerSecond = 1000000000;
@@ -7,6 +9,7 @@ constexpr long kNanosecondsPerTick = 100;
 constexpr long kTicksPerSecond = 10000000;
 constexpr long kSecondsPerDay = 86400;
 constexpr long kSecondsTo1970 = 11644473600;  // From 1 January 1601.
+constexpr long kLastSecond = std::numeric_limits<long>::max() / kTicksPerSecond;
 
 bool IsEarlier(timespec const& first, timespec const& second) {
   return first.tv_sec != second.tv_sec ? first.tv_sec < second.tv_sec
@@ -18,6 +21,9 @@ bool IsEarlier(timespec const& first, timespec const& second) {
 CTOODateTime ToDateTime(timespec const& moment) {
   if (moment.tv_sec < -kSecondsTo1970) {
     return CTOODateTime(false);
+  }
+  if (moment.tv_sec >= kLastSecond - kSecondsTo1970) {
+    return ToDateTime({kLastSecond - kSecondsTo1970 - 1, kNanosecondsPerSecond - 1});
   }
   long const seconds = moment.tv_sec + kSecondsTo1970;
   long const ticks =

@@ -6,7 +6,7 @@
 #include "foundation/CTOODateTime.h"
 
 // `moment` (since 1970) at a resolution of 100 ns, rounded down; the time value zero for a moment
-// before 1601.
+// before 1601, and the last one whose count of 100 ns fits 63 bits for any later moment.
 CTOODateTime ToDateTime(timespec const& moment);
 
 // The current moment from the fine clock; the kernel's own file stamps lag behind it by up to 4 ms.

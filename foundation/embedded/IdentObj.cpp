@@ -25,7 +25,8 @@ unsigned char* Allocate(unsigned int n) { return n == 0 ? nullptr : new unsigned
 bool ReadBytes(CTOOFile const& file, unsigned int length, IdentObj& target) {
   unsigned long const size = file.Length();
   unsigned long const position = file.CurPos();
-  if (position > size || length > size - position) {
+  // With the prefix it must fit a count of 32 bits too.
+  if (position > size || length > size - position || length > 0xFFFFFFFF - kPrefixSize) {
     return false;
   }
   target.Data = Allocate(length);

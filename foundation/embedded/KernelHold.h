@@ -7,10 +7,11 @@
 #include "foundation/embedded/LockDescriptor.h"
 #include "foundation/IPC.h"
 
-// What a lock's path means, settled when the lock object is made.
+// What a lock's path means.
 struct LockPlace {
   std::string folder;  // The real path of the folder, where it exists.
   std::string path;    // The folder and the last component.
+  bool hasFolder;      // Whether it exists.
 };
 
 // A folder locked in the place of files that do not exist yet.
@@ -32,16 +33,18 @@ struct KernelHold {
 // The rules that make a missing file safe:
 //   1. Once a file is locked its path must still name it; otherwise start over.
 //   2. Who finds no file locks the folder in the asked mode and then looks for the file again.
-//   3. Who has locked a file asks the folder for the same mode without waiting and lets it go at
-//   once.
-//      Refused, somebody holds the folder in the file's place: let the file go, wait for the
-//      folder, start over. So a file that appears under a folder hold is nobody's until that hold
-//      has ended or has moved to the file.
+//   3. Who has locked a file asks the folder for the same mode, without waiting, and lets it go at
+//      once. Refused, somebody holds the folder in the file's place, or just asks like us: let the
+//      file go, wait for the folder, start over. So a file that appears under a folder hold is
+//      nobody's until that hold has ended or has moved to the file. A thread that holds the folder
+//      itself does not ask; when it holds that shared, others may hold it so in the place of the
+//      file that it locks exclusively.
 KernelHold TakeKernelHold(LockPlace const& place, IPC::LockMode mode,
                           std::shared_ptr<FolderHold> const& own);
 
 // For a hold that began on the folder: locks the file if it is there now. Null when it is not or
-// cannot be locked. By rule 3 nobody stays in the way.
+// cannot be locked. By rule 3 nobody stays in the way. REQUIRES: the thread does not hold the same
+// file under another name.
 std::unique_ptr<LockDescriptor> LockAppearedFile(LockPlace const& place, IPC::LockMode mode);
 
 #endif

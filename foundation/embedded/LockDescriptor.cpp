@@ -84,8 +84,10 @@ std::unique_ptr<LockDescriptor> LockDescriptor::Open(char const* path, int flags
     error = ENOMEM;
     return nullptr;
   }
-  if (!descriptor->Register(path, flags, error)) {
-    return nullptr;
+  while (!descriptor->Register(path, flags, error)) {
+    if (!AwaitLease(path, error)) {
+      return nullptr;
+    }
   }
   if (::fstat(descriptor->m_fd, &descriptor->m_what) != 0) {
     error = errno;

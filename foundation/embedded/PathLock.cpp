@@ -23,7 +23,7 @@ LockPlace PlaceOf(std::string const& path) {
   std::string const name = path.substr(slash == std::string::npos ? 0 : slash + 1);
   std::string const separator = folder.back() == '/' ? "" : "/";
   std::string file = folder + separator + name;
-  return LockPlace{std::move(folder), std::move(file)};
+  return LockPlace{std::move(folder), std::move(file), real != nullptr};
 }
 
 // One holder's share in what its thread holds. A hold that began on the folder goes over to the
@@ -46,14 +46,15 @@ class PathHolder : public IPC::LockHold {
 PathLock::PathLock(char const* path) : m_place(PlaceOf(path)) {}
 
 std::unique_ptr<IPC::LockHold> PathLock::Take(IPC::LockMode mode) {
-  std::shared_ptr<ThreadHold> hold = ThreadHold::Find(m_place);
+  LockPlace const place = m_place.hasFolder ? m_place : PlaceOf(m_place.path);
+  std::shared_ptr<ThreadHold> hold = ThreadHold::Find(place);
   if (hold) {
     if (mode == IPC::LockMode::Exclusive && hold->Mode() == IPC::LockMode::Shared) {
-      throw XTOOStatus(EDEADLK, m_place.path.c_str(), false);
+      throw XTOOStatus(EDEADLK, place.path.c_str(), false);
     }
     hold->MoveToFile();
   } else {
-    hold = ThreadHold::Take(m_place, mode);
+    hold = ThreadHold::Take(place, mode);
   }
   return std::make_unique<PathHolder>(std::move(hold));
 }

@@ -13,6 +13,7 @@ class PathLock : public IPC::ReentrantLock {
   std::unique_ptr<IPC::LockHold> Take(IPC::LockMode mode) override;
 
  private:
+  // Looked up anew as long as the folder is missing.
   LockPlace const m_place;
 };
 

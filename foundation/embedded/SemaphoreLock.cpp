@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 
+#include "foundation/embedded/LockDescriptor.h"
 #include "foundation/embedded/ObjectLock.h"
 #include "foundation/XTOOStatus.h"
 
@@ -63,9 +64,8 @@ class SemaphoreHolder : public LockHold {
 
 // What excludes within the process where the system gives no set: one lock per key.
 std::shared_ptr<ObjectLock> LockWithinProcess(int key) {
-  static std::mutex& mutex = *new std::mutex;
   static auto& locks = *new std::map<int, std::shared_ptr<ObjectLock>>;
-  std::lock_guard<std::mutex> const guard(mutex);
+  std::lock_guard<std::mutex> const guard(LockDescriptor::ProcessMutex());
   std::shared_ptr<ObjectLock>& lock = locks[key];
   if (!lock) {
     lock = std::make_shared<ObjectLock>();
@@ -94,19 +94,15 @@ std::unique_ptr<LockHold> SemaphoreLock::Take(LockMode mode) {
 }
 
 int SemaphoreLock::Set() {
-  std::lock_guard<std::mutex> const guard(m_mutex);
+  int set = m_set.load();
   // Under the key 0 every process would get a set of its own.
-  if (m_set == -1 && m_key != IPC_PRIVATE) {
-    m_set = ::semget(m_key, kSemaphores, IPC_CREAT | kMode);
+  if (set == -1 && m_key != IPC_PRIVATE) {
+    set = ::semget(m_key, kSemaphores, IPC_CREAT | kMode);
+    m_set.store(set);
   }
-  return m_set;
+  return set;
 }
 
-void SemaphoreLock::Forget(int set) {
-  std::lock_guard<std::mutex> const guard(m_mutex);
-  if (m_set == set) {
-    m_set = -1;
-  }
-}
+void SemaphoreLock::Forget(int set) { m_set.compare_exchange_strong(set, -1); }
 
 }  // namespace IPC

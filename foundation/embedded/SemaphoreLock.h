@@ -1,8 +1,8 @@
 #ifndef QUENDRIL_FOUNDATION_EMBEDDED_SEMAPHORELOCK_H
 #define QUENDRIL_FOUNDATION_EMBEDDED_SEMAPHORELOCK_H
 
+#include <atomic>
 #include <memory>
-#include <mutex>
 
 #include "foundation/IPC.h"
 
@@ -30,9 +30,7 @@ class SemaphoreLock {
   void Forget(int set);
 
   int const m_key;
-  std::mutex m_mutex;
-  // Guarded by m_mutex.
-  int m_set = -1;
+  std::atomic<int> m_set{-1};
 };
 
 }  // namespace IPC

@@ -41,7 +41,13 @@ class ThreadHoldTable {
     if (found != m_entries.end()) {
       return found->second.owner.lock();
     }
-    return FindSameFileLocked(place);
+    auto const same = FindSameFileLocked(ThreadToken(), place);
+    return same == m_entries.end() ? nullptr : same->second.owner.lock();
+  }
+
+  // Whether the hold's thread holds what the hold's path names now, under another name.
+  bool HoldsSameFileLocked(ThreadHold const& hold) {
+    return FindSameFileLocked(hold.m_thread, hold.m_place) != m_entries.end();
   }
 
   std::shared_ptr<FolderHold> FindFolderLocked(LockPlace const& place) {
@@ -63,21 +69,20 @@ class ThreadHoldTable {
   };
   using Entries = std::map<std::pair<unsigned long, std::string>, Entry>;
 
-  // A file that is reached by a link must not make its own thread wait.
-  std::shared_ptr<ThreadHold> FindSameFileLocked(LockPlace const& place) {
+  // A file that is reached by a link must not make its own thread wait. The end when there is none.
+  Entries::iterator FindSameFileLocked(unsigned long thread, LockPlace const& place) {
     struct stat what {};
-    unsigned long const thread = ThreadToken();
     auto entry = BeginOf(thread);
     if (!IsOf(thread, entry) || ::stat(place.path.c_str(), &what) != 0) {
-      return nullptr;
+      return m_entries.end();
     }
     for (; IsOf(thread, entry); ++entry) {
       KernelHold const& kernel = entry->second.hold->m_kernel;
       if (kernel.file && kernel.file->IsSameAs(what)) {
-        return entry->second.owner.lock();
+        return entry;
       }
     }
-    return nullptr;
+    return m_entries.end();
   }
 
   Entries::iterator BeginOf(unsigned long thread) {
@@ -133,7 +138,7 @@ void ThreadHold::MoveToFile() {
     return;
   }
   std::lock_guard<std::mutex> const moving(m_moving);
-  if (!IsOnFolder()) {
+  if (!IsOnFolder() || HoldsSameFile()) {
     return;
   }
   std::unique_ptr<LockDescriptor> file = LockAppearedFile(m_place, m_mode);
@@ -144,6 +149,11 @@ void ThreadHold::MoveToFile() {
   std::lock_guard<std::mutex> const guard(LockDescriptor::ProcessMutex());
   m_kernel.file = std::move(file);
   folder.swap(m_kernel.folder);
+}
+
+bool ThreadHold::HoldsSameFile() const {
+  std::lock_guard<std::mutex> const guard(LockDescriptor::ProcessMutex());
+  return ThreadHoldTable::Get().HoldsSameFileLocked(*this);
 }
 
 bool ThreadHold::IsOnFolder() const {

@@ -10,8 +10,8 @@
 // the last of them ends it. A process-wide table knows those of every thread; it is never destroyed
 // and knows only what is held.
 //
-// Lock order: m_moving, then LockDescriptor::ProcessMutex(), which is never held while the kernel
-// is waited for.
+// Lock order: m_moving, then LockDescriptor::ProcessMutex(), which is never held while a
+// lock of the kernel's is waited for.
 class ThreadHold {
  public:
   // What the calling thread holds of `place`, or of the same file under another name; null for
@@ -28,14 +28,16 @@ class ThreadHold {
 
   IPC::LockMode Mode() const { return m_mode; }
 
-  // A hold of the folder becomes one of the file if that is there by now. Nothing happens in a
-  // forked child, which holds nothing.
+  // A hold of the folder becomes one of the file if that is there by now, and the thread does not
+  // hold it under another name. Nothing happens in a forked child, which holds nothing.
   void MoveToFile();
 
  private:
   friend class ThreadHoldTable;
 
   bool IsOnFolder() const;
+  // Whether the thread holds what the path names now under another name.
+  bool HoldsSameFile() const;
 
   // Constant after construction.
   LockPlace const m_place;

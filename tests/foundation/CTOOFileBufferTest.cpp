@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -359,6 +360,28 @@ TEST_F(CTOOFileBuffer, NothingIsWrittenAfterBytesWereLost) {
     EXPECT_EQ(EFBIG, file->Status());
   }));
   EXPECT_EQ(std::string(kLimit, 'x'), ReadFile(m_path));
+}
+
+TEST_F(CTOOFileBuffer, NothingIsCutOffAfterBytesWereLost) {
+  EXPECT_TRUE(WithFileSizeLimit([&] {
+    auto const file = Open("wbc");
+    Write(*file, std::string(kLimit + 1, 'x'));
+    file->Truncate();
+    file->Seek(1, 0);
+    file->Truncate();
+    file->Close();
+  }));
+  EXPECT_EQ(std::string(kLimit, 'x'), ReadFile(m_path));
+}
+
+TEST_F(CTOOFileBuffer, ReadBehindTheEndOfAFileThatShrankShowsItsLength) {
+  WriteFile(m_path, std::string(1000, 'x'));
+  auto const file = Open("rbc");
+  std::filesystem::resize_file(m_path, 10);
+  file->Seek(500, 0);
+  char byte = 0;
+  EXPECT_EQ(0U, file->Read(&byte, 1));
+  EXPECT_LE(file->Length(), 500U);
 }
 
 TEST_F(CTOOFileBuffer, DestructorThrowsNothingWhenWritingOutFails) {

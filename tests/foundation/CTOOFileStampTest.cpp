@@ -99,6 +99,16 @@ TEST_F(CTOOFileStamp, EmptyingByTheModeStampsTheClosing) {
   ExpectStampOfTheClosing("wbc", [](CTOOFile&) {});
 }
 
+TEST_F(CTOOFileStamp, MakingAFileStampsTheClosing) {
+  for (int round = 0; round < 20; ++round) {
+    ::unlink(m_path.c_str());
+    auto const file = Open(nullptr);
+    Nanoseconds const before = Now();
+    file->Close();
+    EXPECT_LE(before, Stamp());
+  }
+}
+
 TEST_F(CTOOFileStamp, DestructorStampsToo) {
   AgeFile(m_path);
   auto file = Open("r+bc");

@@ -303,6 +303,35 @@ TEST_F(CopyFileTest, NobodySeesHalfOfIt) {
   EXPECT_TRUE(observer.Finish());
 }
 
+// A process that was killed leaves its copy behind; a later one may have its number.
+TEST_F(CopyFileTest, LeftOverCopiesAreNotInTheWay) {
+  EXPECT_TRUE(InProcess([&] {
+    for (int number = 0; number < 50; ++number) {
+      WriteFile(m_folder / (".copy-" + std::to_string(::getpid()) + "-" + std::to_string(number)),
+                "left over");
+    }
+    XTOOFile const status(false);
+    EXPECT_TRUE(CTOOFile::CopyFile(m_from.c_str(), m_to.c_str(), true, status, false));
+    return !status.IsError();
+  }));
+  EXPECT_EQ(ReadFile(m_from), ReadFile(m_to));
+  EXPECT_EQ(52U, m_folder.Names().size());
+}
+
+// As a written file is: not by the kernel's own stamps, which lag behind.
+TEST_F(CopyFileTest, IsStampedWithTheMomentOfTheCopy) {
+  WriteFile(m_from, "content");
+  for (int round = 0; round < 20; ++round) {
+    timespec before{};
+    ::clock_gettime(CLOCK_REALTIME, &before);
+    XTOOFile const status(true);
+    CTOOFile::CopyFile(m_from.c_str(), m_to.c_str(), true, status, false);
+    timespec const stamp = StatOf(m_to).st_mtim;
+    EXPECT_GE(std::make_pair(stamp.tv_sec, stamp.tv_nsec),
+              std::make_pair(before.tv_sec, before.tv_nsec));
+  }
+}
+
 TEST_F(CopyFileTest, CopiesAtTheSameTimeDoNotMeet) {
   WriteFile(m_from, Pattern(300000, 1));
   std::vector<std::unique_ptr<ThreadPeer>> peers;

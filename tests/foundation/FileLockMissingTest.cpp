@@ -3,13 +3,16 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -247,10 +250,45 @@ TEST_F(MissingFileLock, ForkedChildThatEndsItsCopiesMovesNothing) {
   WriteFile(m_path, "made under the lock");
   EXPECT_TRUE(InProcess([&] {
     inner.reset();
+    EXPECT_EQ(Lock::None, FileLockOf(m_path));
     outer.reset();
     return FileLockOf(m_path) == Lock::None;
   }));
   EXPECT_EQ(Lock::Exclusive, OfFolder());
+}
+
+TEST_F(MissingFileLock, EndsWithItsHolderWhateverChildrenLive) {
+  FileLock lock(m_path.c_str());
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);
+  // Between vfork and exec a child has a copy of the descriptor, which keeps what is locked by it.
+  int copy = -1;
+  for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (std::filesystem::read_symlink(entry.path(), ignored) == m_folder.Path()) {
+      copy = ::dup(std::stoi(entry.path().filename()));
+    }
+  }
+  ASSERT_NE(-1, copy);
+  locker.reset();
+  EXPECT_EQ(Lock::None, OfFolder());
+  ::close(copy);
+}
+
+TEST_F(MissingFileLock, WaiterOfAReplacedFolderTakesTheNewOne) {
+  std::string const folder = m_folder / "folder";
+  std::string const path = folder + "/records";
+  std::filesystem::create_directory(folder);
+  ProcessPeer peer(HoldInSteps<IPC::CWriteLocker>(path));
+  FileLock lock(path.c_str());
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);
+  peer.Go();
+  ASSERT_TRUE(peer.AwaitBlocked());
+  std::filesystem::rename(folder, m_folder / "old");
+  std::filesystem::create_directory(folder);
+  locker.reset();
+  ASSERT_TRUE(peer.AwaitStep());
+  EXPECT_EQ(Lock::Exclusive, FolderLockOf(folder));
+  EXPECT_EQ(Lock::None, FolderLockOf(m_folder / "old"));
 }
 
 // Each makes the file if it is missing and appends one byte under the lock; each byte must be
@@ -340,6 +378,36 @@ TEST_F(MissingFileLock, FolderInThePlaceOfTheFileExcludesNobody) {
 TEST_F(MissingFileLock, FifoExcludesNobodyAndWaitsForNobody) {
   ASSERT_EQ(0, ::mkfifo(m_path.c_str(), 0600));
   ExpectExcludesNobody(m_path);
+}
+
+TEST_F(MissingFileLock, SocketExcludesNobody) {
+  std::filesystem::current_path(m_folder.Path());  // A socket's name has little room.
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::string("records").copy(address.sun_path, sizeof address.sun_path - 1);
+  int const socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(0, ::bind(socket, reinterpret_cast<sockaddr const*>(&address), sizeof address));
+  ExpectExcludesNobody(m_path);
+  ::close(socket);
+  std::filesystem::current_path("/");
+}
+
+TEST_F(MissingFileLock, RunningProgramExcludesNobodyExclusively) {
+  std::filesystem::copy_file("/bin/sleep", m_path);
+  std::string const path = m_path;
+  ProcessPeer peer([&](PeerSide& side) {
+    side.Reached();
+    ::execl(path.c_str(), "sleep", "60", nullptr);
+  });
+  ASSERT_TRUE(peer.AwaitStep());
+  while (std::filesystem::read_symlink("/proc/" + std::to_string(peer.Process()) + "/exe") !=
+         path) {
+    std::this_thread::yield();
+  }
+  int const before = CountDescriptors();
+  FileLock lock(m_path.c_str());
+  IPC::CWriteLocker const locker(lock);
+  EXPECT_EQ(before, CountDescriptors());
 }
 
 TEST_F(MissingFileLock, LinkLoopExcludesNobody) {

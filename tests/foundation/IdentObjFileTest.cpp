@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -281,6 +282,17 @@ TEST_F(IdentObjFile, LengthBeyondTheFileIsRefusedWithoutTakingTheMemory) {
       auto const file = Open("rbc");
       EXPECT_LE(LargestTaken(*file, 1, 0), held) << length;
     }
+  }
+}
+
+// With its prefix it would be longer than a result can tell.
+TEST_F(IdentObjFile, LengthThatFitsTheFileButNoCountIsRefused) {
+  for (unsigned int const length : {0xFFFFFFFCU, 0xFFFFFFFDU, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+    WriteFile(m_path, "#" + Word(length));
+    std::filesystem::resize_file(m_path, 5UL << 30);
+    auto const file = Open("rbc");
+    EXPECT_LE(LargestTaken(*file, 1, 0), 0U) << length;
+    EXPECT_EQ(1U, file->CurPos());
   }
 }
 

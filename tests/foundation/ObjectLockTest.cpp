@@ -104,4 +104,56 @@ TEST(NamelessFileLock, HolderMayOutliveTheObjectAndEndOnAnotherThread) {
   EXPECT_TRUE(peer.Finish());
 }
 
+// The child has neither the thread that holds it nor the hold of the one that forked.
+TEST(NamelessFileLock, ForkedChildFindsItFree) {
+  FileLock lock("");
+  {
+    ThreadPeer holder([&](PeerSide& side) {
+      IPC::CWriteLocker const own(lock);
+      side.Reached();
+      side.AwaitGo();
+    });
+    ASSERT_TRUE(holder.AwaitStep());
+    EXPECT_TRUE(InProcess([&] {
+      IPC::CWriteLocker const own(lock);
+      return true;
+    }));
+    holder.Go();
+    EXPECT_TRUE(holder.Finish());
+  }
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);
+  EXPECT_TRUE(InProcess([&] {
+    auto own = std::make_unique<IPC::CReadLocker>(lock);
+    locker.reset();  // A copy of the parent's: it ends nothing.
+    ThreadPeer writer([&](PeerSide& side) {
+      IPC::CWriteLocker const other(lock);
+      side.Reached();
+    });
+    EXPECT_TRUE(writer.AwaitBlocked());
+    own.reset();
+    return writer.AwaitStep();
+  }));
+  ThreadPeer writer([&](PeerSide& side) {
+    IPC::CWriteLocker const own(lock);
+    side.Reached();
+  });
+  EXPECT_TRUE(writer.AwaitBlocked());
+  locker.reset();
+  EXPECT_TRUE(writer.AwaitStep());
+}
+
+TEST(NamelessFileLock, ForkedChildMayDestroyIt) {
+  auto lock = std::make_unique<FileLock>("");
+  auto locker = std::make_unique<IPC::CWriteLocker>(*lock);
+  ThreadPeer waiter([&](PeerSide&) { IPC::CReadLocker const own(*lock); });
+  EXPECT_TRUE(waiter.AwaitBlocked());
+  EXPECT_TRUE(InProcess([&] {
+    locker.reset();
+    lock.reset();
+    return true;
+  }));
+  locker.reset();
+  EXPECT_TRUE(waiter.Finish());
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 // IPC::CReadWriteLock_smph.
 
+#include <signal.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <unistd.h>
@@ -119,12 +120,64 @@ TEST_F(CReadWriteLock_smph, KilledProcessHoldsNothing) {
   }
 }
 
+// What the kernel takes back at the end of a process is what that holds then, not what it held.
+TEST_F(CReadWriteLock_smph, EndOfAProcessFreesNothingOfOthers) {
+  for (bool const exclusive : {true, false}) {
+    SemaphoreLock lock(m_key);
+    ProcessPeer peer([&](PeerSide& side) {
+      SemaphoreLock own(m_key);
+      if (exclusive) {
+        IPC::CWriteLocker const locker(own);
+      } else {
+        IPC::CReadLocker const locker(own);
+      }
+      side.Reached();
+      side.AwaitGo();
+    });
+    ASSERT_TRUE(peer.AwaitStep());
+    IPC::CWriteLocker const writer(lock);
+    peer.Go();
+    EXPECT_TRUE(peer.Finish());
+    EXPECT_EQ(1, ValueOf(0));
+    EXPECT_EQ(0, ValueOf(1));
+  }
+}
+
+volatile sig_atomic_t g_signals = 0;
+
+TEST_F(CReadWriteLock_smph, WaitGoesOnAfterASignal) {
+  ProcessPeer peer([&](PeerSide& side) {
+    struct sigaction action {};
+    action.sa_handler = [](int) { g_signals = g_signals + 1; };
+    ::sigaction(SIGUSR1, &action, nullptr);
+    SemaphoreLock lock(m_key);
+    side.AwaitGo();
+    IPC::CWriteLocker const locker(lock);
+    EXPECT_GT(g_signals, 0);
+    side.Reached();
+  });
+  SemaphoreLock lock(m_key);
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);
+  peer.Go();
+  EXPECT_TRUE(peer.AwaitBlocked());
+  ::kill(peer.Process(), SIGUSR1);
+  EXPECT_TRUE(peer.AwaitBlocked());
+  locker.reset();
+  EXPECT_TRUE(peer.AwaitStep());
+  EXPECT_TRUE(peer.Finish());
+}
+
 TEST_F(CReadWriteLock_smph, SetThatWasRemovedIsMadeAgain) {
   ProcessPeer peer(HoldInSteps<IPC::CWriteLocker>(m_key));
   SemaphoreLock lock(m_key);
   { IPC::CWriteLocker const locker(lock); }
   RemoveSet();
-  ExpectExcluded<IPC::CWriteLocker, IPC::CWriteLocker>(peer, m_key);
+  auto locker = std::make_unique<IPC::CWriteLocker>(lock);  // The object knew the old set.
+  EXPECT_EQ(1, ValueOf(0));
+  peer.Go();
+  EXPECT_TRUE(peer.AwaitBlocked());
+  locker.reset();
+  EXPECT_TRUE(peer.AwaitStep());
 }
 
 TEST_F(CReadWriteLock_smph, WaiterGoesOnWhenTheSetIsRemoved) {
@@ -166,6 +219,26 @@ TEST_F(CReadWriteLock_smph, SetOfAnotherShapeFallsBackToTheProcess) {
 TEST_F(CReadWriteLock_smph, KeyThatNamesNoSetFallsBackToTheProcess) {
   ThreadPeer peer(HoldInSteps<IPC::CWriteLocker>(IPC_PRIVATE));
   ExpectExcluded<IPC::CWriteLocker, IPC::CWriteLocker>(peer, IPC_PRIVATE);
+}
+
+TEST_F(CReadWriteLock_smph, KeysThatFallBackDoNotExcludeEachOther) {
+  ASSERT_NE(-1, ::semget(m_key, 1, IPC_CREAT | 0600));
+  SemaphoreLock lock(IPC_PRIVATE);
+  IPC::CWriteLocker const locker(lock);
+  ThreadPeer peer(HoldInSteps<IPC::CWriteLocker>(m_key));
+  peer.Go();
+  EXPECT_TRUE(peer.AwaitStep());
+  peer.Go();
+  EXPECT_TRUE(peer.Finish());
+}
+
+TEST_F(CReadWriteLock_smph, ForkedChildFindsTheFallBackFree) {
+  SemaphoreLock lock(IPC_PRIVATE);
+  IPC::CWriteLocker const locker(lock);
+  EXPECT_TRUE(InProcess([&] {
+    IPC::CWriteLocker const own(lock);
+    return true;
+  }));
 }
 
 TEST_F(CReadWriteLock_smph, IsDeletedThroughItsBase) {
