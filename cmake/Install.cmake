@@ -18,7 +18,8 @@ foreach(layer foundation recordstore catalogue common)
     PATTERN BlobReader.h EXCLUDE
     PATTERN CContainerPathCompare.h EXCLUDE
     PATTERN RecordMerge.h EXCLUDE
-    PATTERN RecordShift.h EXCLUDE)
+    PATTERN RecordShift.h EXCLUDE
+    PATTERN ScanAgain.h EXCLUDE)
 endforeach()
 
 configure_package_config_file(cmake/quendrilConfig.cmake.in quendrilConfig.cmake

@@ -11,7 +11,7 @@ class QUENDRIL_EXPORT CQuasiStructFile : public QuasiStructFileBase {
   CQuasiStructFile();
   // Opens and scans an existing file. A missing or empty one is to be created later (`create`) or
   // is status 4, thrown as an XTOOStatus when `statusFlag` is true. A damaged file never throws;
-  // its code is in the status.
+  // its code is in the status. A folder in its place throws an XTOOFile.
   CQuasiStructFile(char const* fileName, bool create, bool statusFlag);
   CQuasiStructFile(CQuasiStructFile const& other);
   ~CQuasiStructFile() override;

@@ -10,6 +10,10 @@
 // gives a copy. It has no file, no handles (they are null and ignored) and no file times; its lock
 // is one of its own.
 //
+// EmptyFile keeps the content, and the byte that a Del or a shorter Put leaves behind the last
+// record (see stor_Truncate) is no record: GetAll reads into it, appends an empty record, returns 0
+// and leaves the object failed.
+//
 // Reads and writes share one position. Once a read has run past the end, or anything else has
 // failed, the object stays failed: reads and writes return 0, seeks 0xFFFFFFFF, and GetBuffer gives
 // "".

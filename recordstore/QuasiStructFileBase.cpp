@@ -1,6 +1,9 @@
 #include "recordstore/QuasiStructFileBase.h"
 
+#include <utility>
+
 #include "recordstore/RecordFormat.h"
+#include "recordstore/ScanAgain.h"
 #include "recordstore/StatusCodes.h"
 
 static_assert(sizeof(QuasiStructFileBase::HeaderWords) == kHeaderWordsSize);
@@ -28,23 +31,29 @@ QuasiStructFileBase& QuasiStructFileBase::operator=(QuasiStructFileBase const& o
   if (this == &other) {
     return *this;
   }
+  // All that may throw comes first: half an assignment would pair one file with another's offsets.
   CTOOString const& lockName = other.m_lockName.IsEmpty() ? other.m_fileName : other.m_lockName;
   auto lock = std::make_unique<IPC::CReadWriteLock_file>(lockName);
+  CTOOString fileName(other.m_fileName);
+  CTOOString ownLockName(other.m_lockName);
+  std::list<unsigned int> offsets(other.m_offsets);
+  IdentObj header(other.m_header);
+  XTOOStatus::operator=(other);
   m_create = other.m_create;
-  m_fileName = other.m_fileName;
-  m_lockName = other.m_lockName;
+  m_fileName = std::move(fileName);
+  m_lockName = std::move(ownLockName);
   m_reservedLong = other.m_reservedLong;
   m_reservedShort = other.m_reservedShort;
   m_loadTime = other.m_loadTime;
-  m_offsets = other.m_offsets;
-  m_header = other.m_header;
+  m_offsets.swap(offsets);
+  m_header = std::move(header);
   Words = other.Words;
   m_lock = std::move(lock);
-  XTOOStatus::operator=(other);
   return *this;
 }
 
 unsigned int QuasiStructFileBase::Reload(char const* fileName, bool create, bool statusFlag) {
+  ScanAgainAfterException const guard(m_loadTime);
   // Copied first: the argument may be the store's own name, which Unload empties.
   CTOOString const name(fileName != nullptr ? fileName : static_cast<char const*>(m_fileName));
   Unload();

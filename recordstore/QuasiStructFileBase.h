@@ -12,19 +12,19 @@
 #include "foundation/IPC.h"
 #include "foundation/XTOOStatus.h"
 
-// A record store: one storage object that holds a header and a sequence of records, each an
-// IdentObj (layout in RecordFormat.h). It reaches its storage only through the stor_ operations,
-// which a backend supplies, and mirrors in memory the header words, the header and every record's
-// offset.
+// A record store: one storage object that holds a header and records, each an IdentObj (layout in
+// RecordFormat.h). It reaches its storage only through the stor_ operations, which a backend
+// supplies, and mirrors in memory the header words, the header and every record's offset.
 //
 // Failures are status codes (StatusCodes.h), returned and mostly set on the store itself with the
-// file name as the text; a code that is set blocks most operations until Clear or Reload. The
-// storage is never kept open: each operation opens it, works, deletes the handle and releases its
-// lock.
+// file name as the text; a code that is set blocks most operations until Clear or Reload. What
+// throws: a lock that cannot be had (XTOOStatus with an errno; EDEADLK for a change under one's own
+// LockReadFile), a folder in the file's place (XTOOFile), lack of memory. The next operation then
+// scans the file again.
 //
-// Processes are kept apart by the lock over the file, which the operations take as their comments
-// say; who needs several of them under one lock takes it with LockReadFile or LockWriteFile first.
-// Threads: one store, one thread at a time.
+// The storage is never kept open: each operation opens it, works, deletes the handle and releases
+// its lock over the file, which keeps processes apart. Who needs several operations under one lock
+// takes it with LockReadFile or LockWriteFile first. Threads: one store, one thread at a time.
 class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
  public:
   // The first 12 bytes of the file as they were read or will be written.
@@ -36,8 +36,8 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
 
   // No file, status flag true, creation allowed. Touches no storage.
   QuasiStructFileBase();
-  // A store over `fileName`; with `create` an operation that finds no file may create it. Makes the
-  // lock but does not scan: the backend's constructor calls Init.
+  // With `create` an operation that finds no file may create it. Makes the lock but does not scan:
+  // the backend's constructor calls Init.
   QuasiStructFileBase(char const* fileName, bool create, bool statusFlag);
   // Both stores then name the same file; the lock is a new one.
   QuasiStructFileBase(QuasiStructFileBase const& other);
@@ -46,11 +46,13 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
 
   // Order is ABI, down to stor_Close.
 
-  // Whether a record equal to `obj` exists; `*index` (unless null) becomes its number, or -1. No
-  // lock. Only a store whose first record lies at offset 0 can be searched; any other sets 22.
+  // Whether a record equal to `obj` exists; `*index` (unless null) becomes its number, or -1 after
+  // a search in vain. No lock. Only a store whose first record lies at offset 0 can be searched;
+  // any other sets 22, and like a missing file or a failure leaves `*index` alone.
   virtual bool IsItInFile(IdentObj const& obj, long* index);
   // Record `index` into `out`. Returns 0, 194 for an index that is none, 22 for a record whose
-  // offset lies beyond the file. Shared lock.
+  // offset lies beyond the file, or an earlier status; 0 too after a failed open, which is in the
+  // status alone, and for a record that cannot be read, with `out` empty. Shared lock.
   virtual unsigned int Get(long index, IdentObj& out);
   // Replaces record `index`; the count of records, or a negative index, appends. Returns 0, 28 for
   // an index above the count, or the status. Exclusive lock.
@@ -61,12 +63,13 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
   virtual unsigned int PutList(std::list<IdentObj> const& objs);
   // Removes record `index`. Returns 0, 28 for an index that is none, or the status. Exclusive lock.
   virtual unsigned int Del(long index);
-  // Cuts the storage to length 0; header words and header stay in memory, for PutList to write
-  // again. Returns 0 or the code of a failed open. Exclusive lock.
+  // Cuts a file to length 0 (a store in memory keeps its content); header words and header stay in
+  // memory, for PutList to write again. Returns 0 or the code of a failed open. Exclusive lock.
   virtual unsigned int EmptyFile();
 
-  // The storage. Handles belong to the caller; a backend without handles opens null, which all of
-  // these must take. Counts are bytes.
+  // The storage. Handles belong to the caller; a failed open is a handle with a status. A backend
+  // without handles opens null, which all of these must take. Transfers return the bytes moved, of
+  // whole records 0 on failure. RecordFormat.h has the modes, origins and the position "here".
   virtual unsigned int stor_Read(CTOOFile* file, void* buffer, unsigned int count) = 0;
   virtual unsigned int stor_Write(CTOOFile* file, void const* buffer, unsigned int count) = 0;
   virtual unsigned int stor_Seek(CTOOFile* file, long offset, int origin) = 0;
@@ -83,28 +86,27 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
   virtual void stor_Truncate(CTOOFile* file) = 0;
   virtual void stor_Close(CTOOFile* file) = 0;
 
-  // Appends every record to `out`, reading the file afresh. Returns the status. Shared lock.
+  // Appends every record to `out`, reading the file afresh, Words and header too. Returns the
+  // status: 4 without a file; 134 for a record that is cut, an empty one in its place. Shared lock.
   unsigned int GetAll(std::list<IdentObj>& out);
   // The header, refreshed when the file changed; valid for the store's life.
   IdentObj& GetHeader();
-  // Replaces the header in the file, moving the records when its length changes. Returns 0 or the
-  // status. Exclusive lock on an existing file, none for making a new one.
+  // Replaces the header in the file and moves the records with it. Returns 0 or the status.
+  // Exclusive lock on an existing file, none for making a new one.
   unsigned int PutHeader(IdentObj const& header);
 
   // Scans the file: header words, header, offsets. Returns the status. Shared lock.
   unsigned int Init();
   // Makes the lock, or sets 4 for a file that is not readable and not to be created.
   void PreInit();
-  // Starts over on `fileName` (null: the present one) with new flags and a cleared status. Returns
-  // the status of the scan.
+  // Starts over on `fileName` (null: the present one) with new flags. Returns the scan's status.
   unsigned int Reload(char const* fileName, bool create, bool statusFlag);
-  // Forgets the file and deletes the lock; offsets, lock name, create flag and status stay.
+  // Forgets the file and the lock; offsets, lock name, create flag and status stay.
   void Unload();
   // Scans again when the file is newer than the latest scan. No lock but that of the scan.
   void CheckAndRestore();
 
-  // A new hold of the file's lock, which the caller owns and ends by deleting it; null when the
-  // store has no lock. Blocks.
+  // A new hold of the file's lock, the caller's to delete; null without a lock. Blocks.
   IPC::CReadLocker* LockReadFile();
   IPC::CWriteLocker* LockWriteFile();
   // The same as LockWriteFile: a lock cannot be upgraded.

@@ -3,6 +3,7 @@
 #include "recordstore/QuasiStructFileBase.h"
 #include "recordstore/RecordFormat.h"
 #include "recordstore/RecordShift.h"
+#include "recordstore/ScanAgain.h"
 #include "recordstore/StatusCodes.h"
 
 IdentObj& QuasiStructFileBase::GetHeader() {
@@ -11,6 +12,7 @@ IdentObj& QuasiStructFileBase::GetHeader() {
 }
 
 unsigned int QuasiStructFileBase::PutHeader(IdentObj const& header) {
+  ScanAgainAfterException const guard(m_loadTime);
   // Copied first: it may be the store's own header, which a rescan replaces.
   IdentObj const copy(header);
   if (IsWithoutFile()) {

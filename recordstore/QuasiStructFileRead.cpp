@@ -1,5 +1,7 @@
 // Reading records: QuasiStructFileBase's IsItInFile, Get and GetAll.
 
+#include <utility>
+
 #include "recordstore/QuasiStructFileBase.h"
 #include "recordstore/RecordFormat.h"
 #include "recordstore/StatusCodes.h"
@@ -95,13 +97,13 @@ unsigned int QuasiStructFileBase::GetAll(std::list<IdentObj>& out) {
 void QuasiStructFileBase::ReadRecords(CTOOFile* file, unsigned long position,
                                       std::list<IdentObj>& out) {
   while (position < stor_Length(file)) {
-    unsigned int const before = stor_CurPos(file);
-    out.emplace_back();
-    unsigned int const count = stor_ReadIdentObject(file, out.back(), kCurrentPosition);
+    IdentObj record;
+    unsigned int const count = stor_ReadIdentObject(file, record, kCurrentPosition);
     position += count;
-    // Kept on purpose: a record that could not be read is in the list, empty. But a walk that
-    // stands still, at a record that the file ends inside of, would never end.
-    if (count == 0 && stor_CurPos(file) == before && position < stor_Length(file)) {
+    out.push_back(std::move(record));
+    // Kept on purpose: a record that could not be read is in the list, empty. But a walk beyond it
+    // would stand still for ever, or take any bytes for records.
+    if (count == 0 && position < stor_Length(file)) {
       Fail(kLengthTooLarge);
       return;
     }

@@ -2,33 +2,10 @@
 
 #include <unistd.h>
 
-#include <exception>
-
 #include "recordstore/QuasiStructFileBase.h"
 #include "recordstore/RecordFormat.h"
+#include "recordstore/ScanAgain.h"
 #include "recordstore/StatusCodes.h"
-
-namespace {
-
-// A scan that an exception ends leaves half a mirror. Without a load time the next operation scans
-// again, so that none works on it.
-class ScanAgainAfterException {
- public:
-  explicit ScanAgainAfterException(CTOOFileTime& loadTime) : m_loadTime(loadTime) {}
-  ScanAgainAfterException(ScanAgainAfterException const&) = delete;
-  ScanAgainAfterException& operator=(ScanAgainAfterException const&) = delete;
-  ~ScanAgainAfterException() {
-    if (std::uncaught_exceptions() > m_exceptions) {
-      m_loadTime = CTOOFileTime();
-    }
-  }
-
- private:
-  CTOOFileTime& m_loadTime;
-  int const m_exceptions = std::uncaught_exceptions();
-};
-
-}  // namespace
 
 void QuasiStructFileBase::PreInit() {
   if (::access(m_fileName, R_OK) == -1 && !m_create) {

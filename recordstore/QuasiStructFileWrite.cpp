@@ -6,11 +6,13 @@
 #include "recordstore/QuasiStructFileBase.h"
 #include "recordstore/RecordFormat.h"
 #include "recordstore/RecordShift.h"
+#include "recordstore/ScanAgain.h"
 #include "recordstore/StatusCodes.h"
 
 unsigned int QuasiStructFileBase::Put(long index, IdentObj const& obj) {
-  bool isNew = IsWithoutFile();
-  if (isNew && !m_create) {
+  ScanAgainAfterException const guard(m_loadTime);
+  bool const wasNew = IsWithoutFile();
+  if (wasNew && !m_create) {
     return Fail(kNoFile);
   }
   CheckAndRestore();
@@ -24,11 +26,13 @@ unsigned int QuasiStructFileBase::Put(long index, IdentObj const& obj) {
   }
   EnsureLock();
   IPC::CWriteLocker const locker(*m_lock);
+  bool isNew = false;
   std::unique_ptr<CTOOFile> file;
   if (!OpenForChange(isNew, file)) {
     return static_cast<unsigned int>(Status());
   }
-  if (isNew || index < 0 || index == count) {
+  // In a file that appeared meanwhile the index names no record of ours.
+  if (wasNew || isNew || index < 0 || index == count) {
     Append(file.get(), isNew, obj);
   } else {
     Replace(file.get(), index, obj);
@@ -37,6 +41,7 @@ unsigned int QuasiStructFileBase::Put(long index, IdentObj const& obj) {
 }
 
 unsigned int QuasiStructFileBase::Add(IdentObj const& obj) {
+  ScanAgainAfterException const guard(m_loadTime);
   bool isNew = IsWithoutFile();
   if (isNew && !m_create) {
     return Fail(kNoFile);
@@ -55,6 +60,7 @@ unsigned int QuasiStructFileBase::Add(IdentObj const& obj) {
 }
 
 unsigned int QuasiStructFileBase::PutList(std::list<IdentObj> const& objs) {
+  ScanAgainAfterException const guard(m_loadTime);
   bool isNew = false;
   std::unique_ptr<CTOOFile> file;
   if (OpenForChange(isNew, file)) {
@@ -68,6 +74,7 @@ unsigned int QuasiStructFileBase::PutList(std::list<IdentObj> const& objs) {
 }
 
 unsigned int QuasiStructFileBase::Del(long index) {
+  ScanAgainAfterException const guard(m_loadTime);
   CheckAndRestore();
   if (Status() != 0) {
     return static_cast<unsigned int>(Status());
@@ -98,6 +105,7 @@ unsigned int QuasiStructFileBase::Del(long index) {
 }
 
 unsigned int QuasiStructFileBase::EmptyFile() {
+  ScanAgainAfterException const guard(m_loadTime);
   EnsureLock();
   IPC::CWriteLocker const locker(*m_lock);
   m_offsets.clear();

@@ -17,7 +17,7 @@
 
 #include "common/CommonContInfoList.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/common/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/common/CommonSeams.h"
 #include "tests/common/FolderOfTest.h"
 #include "tests/support/Bytes.h"

@@ -15,7 +15,7 @@
 
 #include "foundation/IPC.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/common/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/common/CommonSeams.h"
 #include "tests/common/SystemCalls.h"
 #include "tests/support/Containers.h"

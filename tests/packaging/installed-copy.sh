@@ -16,7 +16,7 @@ flags=
 "$folder/build/consumer" "$folder/scratch"
 
 # Only what users need is installed.
-if find "$folder/installed" -name '*.h' | grep -E '/(embedded|tests|examples)/|(RecordMerge|RecordShift|BlobReader)\.h'; then
+if find "$folder/installed" -name '*.h' | grep -E '/(embedded|tests|examples)/|(RecordMerge|RecordShift|ScanAgain|BlobReader)\.h'; then
   echo "FAILED: an inner header was installed" >&2
   exit 1
 fi

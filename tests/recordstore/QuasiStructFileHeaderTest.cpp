@@ -112,6 +112,27 @@ TEST_F(RecordFileHeader, CreationKeepsTheHeaderInMemoryAndTheOffsets) {
   EXPECT_THAT(store.Offsets(), ElementsAre(1, 2, 3));
 }
 
+// Kept on purpose: an earlier status stops the change of a file, not the making of one.
+TEST_F(RecordFileHeader, CreationLooksAtNoEarlierStatusAndAsksForNoChange) {
+  for (bool const isEmptyFile : {false, true}) {
+    ExposedStore store(m_path, true);
+    std::filesystem::remove(m_path);
+    if (isEmptyFile) {
+      WriteFile(m_path, "");
+    }
+    store.SetError(77);
+    store.Events.clear();
+    store.Offsets() = {1, 2, 3};
+    EXPECT_EQ(0U, store.PutHeader(Blob("header")));
+    EXPECT_EQ(77, store.Status());
+    EXPECT_THAT(store.Offsets(), ElementsAre(1, 2, 3));
+    for (std::string const& name : store.Names()) {
+      EXPECT_NE("GetLastWriteTime", name);
+    }
+    ExpectFile(RecordFile(0, 0, "header", {}));
+  }
+}
+
 TEST_F(RecordFileHeader, CreationIsSeenByTheNextOperation) {
   ExposedStore store(m_path, true);
   ASSERT_EQ(0U, store.PutHeader(Blob("header")));

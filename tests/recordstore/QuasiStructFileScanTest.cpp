@@ -269,6 +269,13 @@ TEST_F(RecordFileScan, InitReturnsAnOlderStatusAfterAGoodScan) {
   EXPECT_EQ(SomeOffsets(), store.Offsets());
 }
 
+TEST_F(RecordFileScan, InitWithoutFileThatMayBeMadeReturns0WhateverTheStatus) {
+  ExposedStore store(m_path, true);
+  store.SetError(77);
+  EXPECT_EQ(0U, store.Init());
+  EXPECT_EQ(77, store.Status());
+}
+
 TEST_F(RecordFileScan, InitOfAHeaderOfLength0KeepsTheHeaderMember) {
   MakeOldFile(m_path, RecordFile({"record"}));
   ExposedStore store;

@@ -342,6 +342,15 @@ TEST_F(RecordOperationsDisk, AddGetAllAndPutListReturnTheStatusAndTheOthers0) {
     EXPECT_EQ(returnsStatus ? 77U : 0U, operation.run(store));
     store.Before = nullptr;
   }
+  ObservedStore& store = Start(kFile);
+  store.Before = [&](std::string const& what) {
+    if (what == "Open r+bc") {
+      store.SetError(kEarlierFailure);
+    }
+  };
+  EXPECT_EQ(0U, store.PutHeader(Blob("another header")));
+  EXPECT_EQ(kEarlierFailure, store.Status());
+  store.Before = nullptr;
 }
 
 }  // namespace

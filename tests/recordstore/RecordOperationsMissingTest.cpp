@@ -44,6 +44,13 @@ TEST_F(RecordOperationsMissing, PutOfAWrongIndexWithoutFileRefusesWith4) {
   EXPECT_EQ(4, store.Status());
 }
 
+TEST_F(RecordOperationsMissing, AddWithoutFileRefusesWith4WhateverTheStatusBefore) {
+  ObservedStore& store = StartWithoutFile(false);
+  store.SetError(kEarlierFailure);
+  EXPECT_EQ(4U, store.Add(Blob("a record")));
+  EXPECT_EQ(4, store.Status());
+}
+
 TEST_F(RecordOperationsMissing, ThoseThatCreateTakeAnEmptyFileForNone) {
   for (Operation const& operation : CreatingOperations()) {
     SCOPED_TRACE(operation.name);
@@ -103,6 +110,23 @@ TEST_F(RecordOperationsMissing, AddAndPutDoNotEmptyAFileThatAppearedMeanwhile) {
       EXPECT_EQ(0, Count("Open wbc"));
       store.Before = nullptr;
     }
+  }
+}
+
+// Its records are others': no index of ours names one of them.
+TEST_F(RecordOperationsMissing, PutAppendsToAFileThatAppearedMeanwhileWhateverItsIndex) {
+  for (long const index : {0L, 1L, 2L, 3L, -1L}) {
+    ObservedStore& store = Start(kFile);
+    std::filesystem::remove(m_path);
+    store.Before = [&](std::string const& what) {
+      if (what == "GetLastWriteTime") {
+        WriteFile(m_path, RecordFile({"theirs"}));
+      }
+    };
+    store.WriteTime = [] { return CTOOFileTime(); };  // It appears after that was asked.
+    EXPECT_EQ(0U, store.Put(index, Blob("mine")));
+    store.Before = nullptr;
+    EXPECT_EQ(RecordFile({"theirs", "mine"}), ReadFile(m_path)) << index;
   }
 }
 

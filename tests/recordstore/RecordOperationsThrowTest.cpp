@@ -84,6 +84,7 @@ class RecordOperationsThrow : public testing::Test {
     EXPECT_EQ(0, store.OpenHandles);
     EXPECT_EQ(descriptors, CountDescriptors());
     ExpectFree();
+    ExpectMirrorsTheFile(store);
     ExpectUsable(store);
     return hasThrown;
   }
@@ -103,6 +104,18 @@ class RecordOperationsThrow : public testing::Test {
     EXPECT_EQ(Lock::None, FolderLockOf(m_folder.Path()));
     m_other.Go();
     EXPECT_TRUE(m_other.AwaitStep());
+  }
+
+  // What the next operation works on is what the file holds, whatever that is by now.
+  void ExpectMirrorsTheFile(ObservedStore& store) {
+    ObservedStore const fresh(m_path, true);
+    store.Clear();
+    static_cast<void>(store.GetHeader());
+    if (IsThere(m_path) && StatOf(m_path).st_size != 0) {
+      EXPECT_EQ(const_cast<ObservedStore&>(fresh).Offsets(), store.Offsets());
+      EXPECT_EQ(fresh.Words.HeaderLength, store.Words.HeaderLength);
+      EXPECT_EQ(fresh.Status(), store.Status());
+    }
   }
 
   void ExpectUsable(ObservedStore& store) {
@@ -131,6 +144,18 @@ TEST_F(RecordOperationsThrow, NothingIsLeftBehindAndTheStoreIsUsableWhereverItWa
       WriteFile(m_path, kFile);
       AgeFile(m_path);
     });
+  }
+}
+
+TEST_F(RecordOperationsThrow, NothingIsLeftBehindOfPutHeader) {
+  for (std::string const header : {"of length", "of another length", ""}) {
+    Operation const putHeader{
+        "PutHeader", [&](auto& store) { return store.PutHeader(Blob(header)); }, {}, {}, {}};
+    ThrowEverywhere(putHeader, [&] {
+      WriteFile(m_path, kFile);
+      AgeFile(m_path);
+    });
+    ThrowEverywhere(putHeader, [] {});
   }
 }
 
@@ -275,8 +300,9 @@ TEST_F(RecordOperationsThrow, QueueOfPutIsFreedBeforeTheHandleOnTheOrdinaryWayOu
 // the records behind them.
 TEST_F(RecordOperationsThrow, ExceptionInARescanLeavesNoHalfMirror) {
   WriteFile(m_path, kFile);
+  AgeFile(m_path);
   ObservedStore store(m_path, false);
-  ShiftWriteTime(m_path, 10);
+  store.LoadTime() = CTOOFileTime();
   int reads = 0;
   store.Before = [&](std::string const& what) {
     if (what == "Read" && ++reads == 4) {

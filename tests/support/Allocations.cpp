@@ -1,4 +1,4 @@
-#include "tests/common/Allocations.h"
+#include "tests/support/Allocations.h"
 
 #include <atomic>
 #include <cstdlib>
