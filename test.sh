@@ -16,11 +16,16 @@ fi
 install_packages "${test_packages[@]}"
 for preset in "${presets[@]}"; do
   echo "== $preset: configuring and building"
-  cmake --preset "$preset"
+  cmake --preset "$preset" -DQUENDRIL_BUILD_TESTS=ON
   cmake --build --preset "$preset"
 done
 for preset in "${presets[@]}"; do
   echo "== $preset: testing"
-  # Without address space randomisation, with which the thread sanitizer's memory map may collide.
-  setarch "$(uname -m)" -R ctest --preset "$preset"
+  run=()
+  # With address space randomisation the thread sanitizer's memory map may collide. Some containers
+  # do not allow to go without; then it has to do with it.
+  if [ "$preset" = tsan ] && setarch "$(uname -m)" -R true 2> /dev/null; then
+    run=(setarch "$(uname -m)" -R)
+  fi
+  "${run[@]}" ctest --preset "$preset"
 done

@@ -95,7 +95,14 @@ SubContInfo::SubContInfo(SubContInfo const& other) : SubContInfo() { *this = oth
 
 SubContInfo::~SubContInfo() = default;
 
-SubContInfo& SubContInfo::operator=(SubContInfo const& other) = default;
+SubContInfo& SubContInfo::operator=(SubContInfo const& other) {
+  if (this != &other) {
+    Ident = other.Ident;
+    Param1 = other.Param1;
+    Param2 = other.Param2;
+  }
+  return *this;
+}
 
 IdentObj SubContInfo::WriteData() {
   IdentObj blob(nullptr, CheckedSize(BlobSize(*this)));
@@ -126,7 +133,17 @@ ContainerInfo::ContainerInfo(ContainerInfo const& other) : ContainerInfo() { *th
 
 ContainerInfo::~ContainerInfo() = default;
 
-ContainerInfo& ContainerInfo::operator=(ContainerInfo const& other) = default;
+ContainerInfo& ContainerInfo::operator=(ContainerInfo const& other) {
+  if (this != &other) {
+    Path = other.Path;
+    Param = other.Param;
+    Ident1 = other.Ident1;
+    Ident2 = other.Ident2;
+    SubConts = other.SubConts;
+    State = other.State;
+  }
+  return *this;
+}
 
 IdentObj ContainerInfo::WriteData() {
   unsigned int const pathLength = Path.Length();

@@ -66,8 +66,8 @@ class QUENDRIL_EXPORT ContainerInfo {
   IdentObj WriteData();
   // Decodes a blob of `len` bytes and returns the bytes consumed; what follows them is ignored. The
   // sub-records are appended to those there are; State is left alone. Throws XTOOStatus 37 for a
-  // blob that is cut or holds a cut sub-record; what was decoded until then stays. Reads and
-  // allocates no more than `len` bytes' worth.
+  // blob that is cut or holds a cut sub-record; what was decoded until then stays. Reads no more
+  // than `len` bytes; the memory taken is bounded by them, a sub-record object for each 4 at most.
   unsigned int ReadData(unsigned char const* data, unsigned int len);
 
   CTOOString Path;

@@ -33,8 +33,9 @@ struct SyncList {
 // too. Each process edits its own list; every save merges the list with what the file holds at that
 // moment and rewrites the file whole. Between loads and saves no file is open.
 //
-// Failures of Load and Save are not reported, except for a missing file name. Paths may be null
-// where a text is expected and then count as empty.
+// Failures of Load and Save are not reported, except for a missing file name and a lack of memory,
+// after which Load leaves what it had read. Paths may be null where a text is expected and then
+// count as empty.
 //
 // Threads: Load, Add, Erase and assignment take the list's lock exclusively; FindRecord and
 // GetRecord shared when asked; the walks take none.
@@ -43,7 +44,7 @@ class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
   // No file name, no records.
   ContainerInfoList();
   // Loads the file if it exists and is not empty; otherwise keeps the name for a later save. Throws
-  // an XTOOFile when `fileName` names a folder.
+  // an XTOOFile when `fileName` names a folder, or a file that vanishes just then.
   explicit ContainerInfoList(char const* fileName);
   ContainerInfoList(ContainerInfoList const&) = delete;
   // Saves nothing.
@@ -71,11 +72,13 @@ class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
   // catalogue without a file name.
   void Save(bool bWaitLock);
 
-  // Adds a record for `path` and saves, unless `path` is empty or FindRecord knows it. A container
-  // that does not exist does not stay. Throws as Save does.
+  // Adds a record for `path` and saves, unless `path` is empty or FindRecord knows it. It is kept
+  // as it is given; FindRecord finds it only in the form that storedev gives. A container that does
+  // not exist, or that the process of any later save may not see, does not stay. Throws as Save
+  // does.
   void Add(char const* path);
-  // Removes the first record for `path` (case ignored) and saves; for an empty `path` all records
-  // whose path is empty. Throws as Save does.
+  // Removes the first record with exactly `path` (case ignored, not normalised) and saves; for an
+  // empty `path` all records whose path is empty. Throws as Save does.
   void Erase(char const* path);
 
   // The first record whose path equals the normalised form of `path`, case ignored; null for none.
@@ -92,9 +95,10 @@ class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
 
   // Move the calling thread's cursor and return the path of the record reached, null at the ends.
   // The text is the record's own and valid until that record is changed or removed. GetNext past
-  // the last record rests behind it; GetPrevious on the first stays there. A thread starts with
-  // GetFirst, and again after its record was removed; before that GetNext and GetPrevious return
-  // null. No lock on the list.
+  // the last record rests behind it; GetPrevious on the first stays there. GetNext and GetPrevious
+  // on a cursor that was never set return null. A thread whose record was removed, by a Load too,
+  // must call GetFirst first: anything else follows freed memory. The cursor of a thread that ended
+  // stays until RemoveItrForThread, and a later thread may get its key. No lock on the list.
   char const* GetFirst();
   char const* GetNext();
   char const* GetPrevious();

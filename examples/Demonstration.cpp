@@ -15,6 +15,7 @@
 #include "examples/AnnotatedDump.h"
 #include "examples/HostFolder.h"
 #include "examples/Listing.h"
+#include "foundation/storedev.h"
 
 namespace {
 
@@ -86,6 +87,16 @@ std::string UpperCase(std::string text) {
     c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   }
   return text;
+}
+
+// A record keeps the path that it was added with; only one in this form is found again.
+CTOOString Normalised(std::string const& path) {
+  CTOOString folder;
+  CTOOString name;
+  storedev::ParseFullPath(path.c_str(), nullptr, &folder, &name, nullptr);
+  CTOOString normalised;
+  storedev::MakeFullPath(normalised, folder, name, "");
+  return normalised;
 }
 
 // Runs this program again, as another host process would run.
@@ -167,7 +178,16 @@ int Demonstrate() {
 int AddContainer(std::string const& folder, std::string const& path) {
   SetHostFolder(folder);
   CommonContInfoList catalogue;
-  catalogue.Add(path.c_str());
-  std::printf("  process %d: added %s\n", ::getpid(), path.c_str());
-  return catalogue.FindRecord(path.c_str(), true) != nullptr ? 0 : 1;
+  CTOOString const normalised = Normalised(path);
+  catalogue.Add(normalised);
+  catalogue.Load();  // Add reports nothing; the file tells.
+  if (catalogue.FindRecord(normalised, true) == nullptr) {
+    std::fprintf(stderr,
+                 "%s: not added: there is no such container, its name is one of those that are "
+                 "left out, or the catalogue file cannot be written\n",
+                 path.c_str());
+    return 1;
+  }
+  std::printf("  process %d: added %s\n", ::getpid(), static_cast<char const*>(normalised));
+  return 0;
 }

@@ -8,6 +8,7 @@
 int Demonstrate();
 
 // The second process of the demonstration: adds one container to the catalogue under `folder`.
+// Returns 0, or 1 when the file does not hold it afterwards.
 int AddContainer(std::string const& folder, std::string const& path);
 
 #endif

@@ -1,7 +1,12 @@
 #include "examples/Listing.h"
 
+#include <locale.h>
+
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
+#include <cwctype>
+#include <filesystem>
 #include <list>
 
 #include "foundation/CTOOFile.h"
@@ -14,22 +19,55 @@ namespace {
 std::string Explain(unsigned int code) {
   switch (code) {
     case kNoFile:
-      return "there is no such file, or it is empty";
+      return "there is no file of that name";
     case kShortRead:
-      return "the file ends inside its header words, its header or the length of a record";
+      return "the file ends inside its header words or its header";
     case kLengthTooLarge:
-      return "a length in the file runs past the file's end";
+      return "the file ends inside a record, or a length in it runs past its end";
     default:
       return std::strerror(static_cast<int>(code));
   }
 }
 
+// Selects UTF-8 for this thread as long as it lives.
+class Utf8 {
+ public:
+  Utf8() : m_before(::uselocale(Locale())) {}
+  Utf8(Utf8 const&) = delete;
+  Utf8& operator=(Utf8 const&) = delete;
+  ~Utf8() { ::uselocale(m_before); }
+
+ private:
+  static locale_t Locale() {
+    static locale_t const locale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;  // Null, which selects nothing, where the system has none.
+  }
+  locale_t m_before;
+};
+
+// The bytes of the character at `position`, 0 when it is not one to give to a terminal.
+std::size_t LengthOfPrintable(std::string const& text, std::size_t position) {
+  auto const byte = static_cast<unsigned char>(text[position]);
+  if (byte < 0x80) {
+    return byte >= 0x20 && byte != 0x7F ? 1 : 0;
+  }
+  Utf8 const selected;
+  wchar_t character = 0;
+  std::mbstate_t state{};
+  std::size_t const length =
+      std::mbrtowc(&character, text.data() + position, text.size() - position, &state);
+  bool const isWhole = length >= 1 && length <= 4;
+  return isWhole && std::iswalnum(static_cast<wint_t>(character)) != 0 ? length : 0;
+}
+
 int Report(std::string const& fileName, unsigned int code) {
+  std::fflush(stdout);  // In the order in which things were found.
   std::fprintf(stderr, "%s: %s (status %u)\n", fileName.c_str(), Explain(code).c_str(), code);
   return 1;
 }
 
 int ListRecords(CQuasiStructFile& file, std::string const& fileName) {
+  file.Clear();  // What the opening found, the reading finds again.
   std::list<IdentObj> blobs;
   unsigned int const status = file.GetAll(blobs);
   if (status != 0 && !blobs.empty()) {
@@ -43,6 +81,7 @@ int ListRecords(CQuasiStructFile& file, std::string const& fileName) {
       record.ReadData(blob.Data, blob.Length);
       PrintContainer(record);
     } catch (XTOOStatus const& damage) {
+      std::fflush(stdout);
       std::fprintf(stderr, "%s: record %lu is no container record (%s, status %d)\n",
                    fileName.c_str(), number, damage.ErrorMessage(), damage.Status());
       result = 1;
@@ -54,17 +93,24 @@ int ListRecords(CQuasiStructFile& file, std::string const& fileName) {
 
 }  // namespace
 
+char const* const kNothingSaved = "The file is empty: nothing was saved to this catalogue yet.";
+
 std::string Printable(std::string const& text) {
   std::string printable;
-  for (char const c : text) {
-    auto const byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      printable += c;
-    } else {
+  for (std::size_t position = 0; position < text.size();) {
+    std::size_t const length = LengthOfPrintable(text, position);
+    if (length == 0) {
       char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(text[position]));
       printable += escaped;
+      ++position;
+      continue;
     }
+    if (text[position] == '\\' || text[position] == '"') {
+      printable += '\\';
+    }
+    printable += text.substr(position, length);
+    position += length;
   }
   return printable;
 }
@@ -78,6 +124,12 @@ void PrintContainer(ContainerInfo& record) {
 
 int ListFile(std::string const& fileName) {
   try {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(fileName, ignored) &&
+        std::filesystem::file_size(fileName, ignored) == 0) {
+      std::puts(kNothingSaved);
+      return 0;
+    }
     CQuasiStructFile file(fileName.c_str(), false, false);
     return ListRecords(file, fileName);
   } catch (XTOOStatus const& error) {

@@ -5,8 +5,14 @@
 
 #include "catalogue/ContainerInfo.h"
 
-// Printing containers. Text that came out of a file is printed with its odd bytes escaped.
+// Printing containers.
 
+// What is said of a catalogue file of length 0, which is what the making of one leaves.
+extern char const* const kNothingSaved;
+
+// Text that came out of a file, as a terminal may be given it: ASCII, and letters and digits in
+// UTF-8. Any other byte becomes \x and two digits; a backslash and a quotation mark get a
+// backslash.
 std::string Printable(std::string const& text);
 
 // One container on one line.

@@ -104,7 +104,7 @@ TEST_F(CommonCatalogue, DamagedFileGivesAnEmptyCatalogueWithItsName) {
   EXPECT_EQ(Paths{m_folder.Path() + "/key"}, PathsIn(facade));
 }
 
-// The lock is let go before the catalogue loads, and with it goes the creator.
+// The lock is let go before the catalogue loads.
 TEST_F(CommonCatalogue, ConstructionCreatesThenLoads) {
   MakeCommonFile({"key"});
   CommonSeams seams;

@@ -54,11 +54,41 @@ expect 1 "DAMAGED" --dump "$folder/file"
 record_file "$words"'\003\0\0\0abc'
 expect 1 "no container record" "$folder/file"
 record_file ''
-expect 1 "status 4" "$folder/file"
-expect 0 "empty" --dump "$folder/file"
-expect 1 "status 4" "$folder/missing"
-expect 1 "cannot be read" --dump "$folder/missing"
+expect 0 "The file is empty" "$folder/file"
+expect 0 "The file is empty" --dump "$folder/file"
+expect 1 "no file of that name (status 4)" "$folder/missing"
+expect 1 "missing: cannot be read: No such file or directory" --dump "$folder/missing"
 expect 1 "Is a directory" "$folder"
+expect 1 "$folder: cannot be read: Is a directory" --dump "$folder"
+mkfifo "$folder/fifo"
+expect 1 "fifo" "$folder/fifo"
+expect 1 "fifo: cannot be read" --dump "$folder/fifo"
+
+# A damaged record does not hide the next one.
+record_file "$words"'\003\0\0\0abc'"$record"
+expect 1 "/a" "$folder/file"
+expect 1 'path "/a"' --dump "$folder/file"
+
+# What a terminal might act on, or might be taken for something else.
+record_file "$words"'\061\0\0\0\035\0\0\0/\033\233\302\233\342\200\256\\"\320\236\320\272\316\261\345\255\227z234567890\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0'
+expect 0 '/\x1b\x9b\xc2\x9b\xe2\x80\xae\\\"Окα字z23456' "$folder/file"
+
+# A path that is longer than what is shown of it, and one whose length says so.
+record_file "$words"'\170\0\0\0\144\0\0\0'"$(printf 'x%.0s' {1..100})"'\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0'
+expect 0 'xxx"...' --dump "$folder/file"
+record_file "$words"'\026\0\0\0\377\377\377\177/a\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0'"$record"
+expect 1 'record 1 length: 22 bytes' --dump "$folder/file"
+
+# What --add says is what the file holds.
+mkdir -p "$folder/host/containers/one"
+expect 0 "added $folder/host/containers/one" --add "$folder/host" "$folder/host/containers//one/"
+expect 0 "/containers/one" "$folder/host/quendril/cont_info.dat"
+expect 1 "not added" --add "$folder/host" "$folder/host/containers/missing"
+if [ "$(id -u)" -ne 0 ]; then
+  chmod 444 "$folder/host/quendril/cont_info.dat"
+  mkdir "$folder/host/containers/two"
+  expect 1 "not added" --add "$folder/host" "$folder/host/containers/two"
+fi
 
 expect 0 "usage:" --help
 expect 2 "usage:" --nonsense

@@ -9,7 +9,7 @@ import re
 import subprocess
 import sys
 
-SCRIPTS = {"ExampleHost", "ExportsAndImports", "InstalledCopy", "TreeRules"}
+SCRIPTS = {"ExampleHost", "ExampleHostDamagedFiles", "ExportsAndImports", "InstalledCopy", "TreeRules"}
 
 
 def tests_of(program):

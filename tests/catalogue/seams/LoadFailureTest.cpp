@@ -153,6 +153,20 @@ TEST_F(LoadFailure, RemovalIsAskedToRaiseItsFailure) {
   EXPECT_EQ(1, asked);
 }
 
+TEST_F(LoadFailure, LengthIsAskedToRaiseItsFailure) {
+  Write(CatalogueFile(0, {Container("good")}));
+  ContainerInfoList list;
+  Seams seams;
+  int asked = 0;
+  seams.Length = [&](char const* path, XTOOFile const& status) {
+    ++asked;
+    EXPECT_THROW(status.Fail(EACCES, path), XTOOFile);
+    return 1UL;
+  };
+  list.Load(File());
+  EXPECT_LE(1, asked);
+}
+
 // A base library that reports without raising.
 TEST_F(LoadFailure, RemovalThatOnlyReturnsFalseLeavesTheListEmptyAndTheFile) {
   Write(CatalogueFile(0, {Container("good"), "/gone"}));
