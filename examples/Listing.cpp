@@ -1,7 +1,6 @@
 #include "examples/Listing.h"
 
-#include <locale.h>
-
+#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>

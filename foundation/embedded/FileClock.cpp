@@ -9,7 +9,7 @@ constexpr long kNanosecondsPerTick = 100;
 constexpr long kTicksPerSecond = 10000000;
 constexpr long kSecondsPerDay = 86400;
 constexpr long kSecondsTo1970 = 11644473600;  // From 1 January 1601.
-constexpr long kLastSecond = std::numeric_limits<long>::max() / kTicksPerSecond;
+constexpr long kLastSecond = std::numeric_limits<long>::max() / kTicksPerSecond - 1;
 
 bool IsEarlier(timespec const& first, timespec const& second) {
   return first.tv_sec != second.tv_sec ? first.tv_sec < second.tv_sec
@@ -22,12 +22,10 @@ CTOODateTime ToDateTime(timespec const& moment) {
   if (moment.tv_sec < -kSecondsTo1970) {
     return CTOODateTime(false);
   }
-  if (moment.tv_sec >= kLastSecond - kSecondsTo1970) {
-    return ToDateTime({kLastSecond - kSecondsTo1970 - 1, kNanosecondsPerSecond - 1});
-  }
-  long const seconds = moment.tv_sec + kSecondsTo1970;
-  long const ticks =
-      seconds % kSecondsPerDay * kTicksPerSecond + moment.tv_nsec / kNanosecondsPerTick;
+  bool const isBeyond = moment.tv_sec > kLastSecond - kSecondsTo1970;
+  long const seconds = isBeyond ? kLastSecond : moment.tv_sec + kSecondsTo1970;
+  long const nanoseconds = isBeyond ? kNanosecondsPerSecond - 1 : moment.tv_nsec;
+  long const ticks = seconds % kSecondsPerDay * kTicksPerSecond + nanoseconds / kNanosecondsPerTick;
   return CTOODateTime(CTOODate(static_cast<unsigned int>(seconds / kSecondsPerDay)),
                       CTOOTime(static_cast<unsigned long>(ticks)));
 }

@@ -13,9 +13,9 @@
 #include "common/CommonContInfoFileCreater.h"
 #include "foundation/CTOOFile.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/support/Allocations.h"
 #include "tests/common/CommonSeams.h"
 #include "tests/common/FolderOfTest.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Files.h"
 
 namespace {

@@ -17,9 +17,9 @@
 
 #include "common/CommonContInfoList.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/support/Allocations.h"
 #include "tests/common/CommonSeams.h"
 #include "tests/common/FolderOfTest.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Containers.h"
 #include "tests/support/Files.h"

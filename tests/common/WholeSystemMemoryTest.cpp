@@ -15,9 +15,9 @@
 
 #include "foundation/IPC.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/support/Allocations.h"
 #include "tests/common/CommonSeams.h"
 #include "tests/common/SystemCalls.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Containers.h"
 #include "tests/support/Files.h"
 #include "tests/support/LockProbe.h"
