@@ -1,23 +1,30 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs all tests: with g++, with clang, and under the address,
-# undefined-behaviour and thread sanitizers. With arguments, only those presets:
+# undefined-behaviour and thread sanitizers, and each fuzzer for a few seconds. With arguments, only
+# those presets:
 #
 #   ./test.sh                 everything, as CI does
-#   ./test.sh dev             one preset: dev, release, clang, asan or tsan
+#   ./test.sh dev             one preset: dev, release, clang, asan, tsan or fuzz
+#   ./test.sh hard            kills and crowds, which load the machine and take minutes (dev's build)
 set -euo pipefail
 cd "$(dirname "$0")"
 source cmake/setup.sh
 
 presets=("$@")
 if [ ${#presets[@]} -eq 0 ]; then
-  presets=(dev clang asan tsan)
+  presets=(dev clang asan tsan fuzz)
 fi
 
 install_packages "${test_packages[@]}"
 for preset in "${presets[@]}"; do
   echo "== $preset: configuring and building"
-  cmake --preset "$preset" -DQUENDRIL_BUILD_TESTS=ON
-  cmake --build --preset "$preset"
+  tests=ON
+  if [ "$preset" = fuzz ]; then
+    tests=OFF  # Its tests are the fuzzers.
+  fi
+  build=${preset/#hard/dev}
+  cmake --preset "$build" -DQUENDRIL_BUILD_TESTS=$tests
+  cmake --build --preset "$build"
 done
 for preset in "${presets[@]}"; do
   echo "== $preset: testing"

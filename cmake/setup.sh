@@ -33,4 +33,4 @@ install_packages() {
 
 build_packages=(cmake g++ ninja-build libboost-thread-dev)
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
-  binutils python3 util-linux)
+  libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux)

@@ -1,0 +1,3 @@
+# Read by ctest behind the list of the tests. They load the machine, and what they find depends on
+# how it is shared, so nothing runs beside them.
+set_tests_properties(${crowd-tests_TESTS} PROPERTIES LABELS crowd RUN_SERIAL ON TIMEOUT 900)
