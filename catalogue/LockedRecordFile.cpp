@@ -53,14 +53,16 @@ std::list<ContainerInfo> LockedRecordFile::Read() {
 }
 
 void LockedRecordFile::Replace(std::list<IdentObj> const& blobs) {
+  ThrowUnlessAsRead();
   FileReplacement replacement(m_name, *m_version);
   WriteTo(replacement.Name(), blobs);
-  ThrowUnlessZero(IsAsRead() ? 0 : ESTALE, "somebody wrote without its lock to ", m_name);
+  ThrowUnlessAsRead();  // As late as can be.
   replacement.PutInPlace();
 }
 
-bool LockedRecordFile::IsAsRead() const {
-  return CTOOFile::IsExists(m_name) && FileVersion(m_name) == *m_version;
+void LockedRecordFile::ThrowUnlessAsRead() const {
+  bool const isAsRead = CTOOFile::IsExists(m_name) && FileVersion(m_name) == *m_version;
+  ThrowUnlessZero(isAsRead ? 0 : ESTALE, "somebody wrote without its lock to ", m_name);
 }
 
 void LockedRecordFile::WriteTo(CTOOString const& fileName, std::list<IdentObj> const& blobs) {

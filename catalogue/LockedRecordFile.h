@@ -26,7 +26,7 @@ class LockedRecordFile {
   void Replace(std::list<IdentObj> const& blobs);
 
  private:
-  bool IsAsRead() const;
+  void ThrowUnlessAsRead() const;
   void WriteTo(CTOOString const& fileName, std::list<IdentObj> const& blobs);
 
   CTOOString m_name;
