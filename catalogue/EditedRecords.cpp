@@ -1,5 +1,7 @@
 #include "catalogue/EditedRecords.h"
 
+#include <algorithm>
+
 #include "catalogue/NormalisedPath.h"
 #include "catalogue/RecordMerge.h"
 #include "catalogue/RecordRepair.h"
@@ -19,7 +21,7 @@ bool EditedRecords::Add(ContainerInfo const& record) {
   if (record.Path.IsEmpty() || Index().Find(NormalisedPath(record.Path)) != nullptr) {
     return false;
   }
-  m_changes.reserve(m_changes.size() + 1);
+  MakeRoomFor(1);
   std::list<ContainerInfo> added(1, record);
   added.front().State = ContainerInfo::StateAdded;
   Index().Insert(added.begin());
@@ -37,13 +39,13 @@ bool EditedRecords::Erase(char const* path) {
   if (found == nullptr) {
     return false;
   }
-  m_changes.reserve(m_changes.size() + 1);
+  MakeRoomFor(1);
   Mark(*found);
   return true;
 }
 
 bool EditedRecords::EraseNameless() {
-  m_changes.reserve(m_changes.size() + m_records.size());
+  MakeRoomFor(m_records.size());
   bool isChanged = false;
   for (auto record = m_records.begin(); record != m_records.end(); ++record) {
     if (record->Path.IsEmpty() && !IsRemoved(*record)) {
@@ -52,6 +54,13 @@ bool EditedRecords::EraseNameless() {
     }
   }
   return isChanged;
+}
+
+void EditedRecords::MakeRoomFor(std::size_t changes) {
+  std::size_t const wanted = m_changes.size() + changes;
+  if (wanted > m_changes.capacity()) {
+    m_changes.reserve(std::max(wanted, 2 * m_changes.capacity()));
+  }
 }
 
 // REQUIRES: room for one more change.

@@ -37,6 +37,7 @@ class EditedRecords {
   };
 
   PathIndex& Index();
+  void MakeRoomFor(std::size_t changes);
   bool EraseNameless();
   void Mark(PathIndex::Record record);
 
