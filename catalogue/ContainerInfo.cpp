@@ -4,13 +4,12 @@
 #include <stdexcept>
 
 #include "catalogue/BlobReader.h"
+#include "catalogue/RecordEncoding.h"
 #include "foundation/XTOOStatus.h"
 
 namespace {
 
 constexpr int kMalformed = 37;
-constexpr unsigned int kWordSize = 4;
-constexpr unsigned long kTwoWords = 8;
 
 [[noreturn]] void ThrowMalformed(char const* where) { throw XTOOStatus(kMalformed, where, false); }
 
@@ -22,42 +21,20 @@ unsigned int CheckedSize(unsigned long size) {
   return static_cast<unsigned int>(size);
 }
 
-unsigned long ItemSize(unsigned int length) {
-  return kWordSize + static_cast<unsigned long>(length);
-}
-
-// The length of the sub-record's blob.
-unsigned long BlobSize(SubContInfo const& sub) { return ItemSize(sub.Ident.Length) + kTwoWords; }
-
 // Fills a blob from its start. REQUIRES: what is put fits.
 class BlobWriter {
  public:
-  explicit BlobWriter(IdentObj& blob) : m_next(blob.Data), m_room(blob.Length) {}
+  explicit BlobWriter(IdentObj& blob) : m_next(blob.Data) {}
 
-  void PutWord(unsigned int word) {
-    std::memcpy(m_next, &word, kWordSize);
-    Advance(kWordSize);
-  }
-  void PutItem(IdentObj const& item) { Advance(item.WriteData(m_next, m_room)); }
-  void PutText(CTOOString const& text, unsigned int length) {
-    PutWord(length);
-    std::memcpy(m_next, static_cast<char const*>(text), length);
-    Advance(length);
-  }
-  void PutSubRecord(SubContInfo const& sub) {
-    PutItem(sub.Ident);
-    PutWord(sub.Param1);
-    PutWord(sub.Param2);
+  void Put(void const* data, unsigned int count) {
+    if (count != 0) {
+      std::memcpy(m_next, data, count);
+      m_next += count;
+    }
   }
 
  private:
-  void Advance(unsigned int count) {
-    m_next += count;
-    m_room -= count;
-  }
-
   unsigned char* m_next;
-  unsigned int m_room;
 };
 
 // Decodes the item ahead. False, with the target untouched, when it does not fit.
@@ -106,7 +83,8 @@ SubContInfo& SubContInfo::operator=(SubContInfo const& other) {
 
 IdentObj SubContInfo::WriteData() {
   IdentObj blob(nullptr, CheckedSize(BlobSize(*this)));
-  BlobWriter(blob).PutSubRecord(*this);
+  BlobWriter writer(blob);
+  PutSubRecord(writer, *this);
   return blob;
 }
 
@@ -147,22 +125,14 @@ ContainerInfo& ContainerInfo::operator=(ContainerInfo const& other) {
 
 IdentObj ContainerInfo::WriteData() {
   unsigned int const pathLength = Path.Length();
-  unsigned long size =
-      ItemSize(pathLength) + ItemSize(Ident1.Length) + ItemSize(Ident2.Length) + kTwoWords;
+  unsigned long size = ItemSize(pathLength) + ItemSize(Ident1.Length) + ItemSize(Ident2.Length) +
+                       2 * kRecordWordSize;
   for (SubContInfo const& sub : SubConts) {
     size += ItemSize(CheckedSize(BlobSize(sub)));
   }
   IdentObj blob(nullptr, CheckedSize(size));
   BlobWriter writer(blob);
-  writer.PutText(Path, pathLength);
-  writer.PutItem(Ident1);
-  writer.PutItem(Ident2);
-  writer.PutWord(Param);
-  writer.PutWord(static_cast<unsigned int>(SubConts.size()));
-  for (SubContInfo const& sub : SubConts) {
-    writer.PutWord(static_cast<unsigned int>(BlobSize(sub)));
-    writer.PutSubRecord(sub);
-  }
+  PutRecord(writer, *this, pathLength);
   return blob;
 }
 

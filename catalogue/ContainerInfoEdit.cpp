@@ -54,8 +54,12 @@ class ContainerInfoEdit::Work {
  private:
   void TakeOverFile() {
     auto file = std::make_unique<LockedRecordFile>(m_name);
-    std::list<ContainerInfo> fileRecords = file->Read();
-    m_records.TakeOver(fileRecords);
+    std::list<IdentObj> const blobs = file->Read();
+    try {
+      m_records.TakeOver(blobs);
+    } catch (XTOOStatus const& status) {
+      throw XTOOStatus(status.Status(), CTOOString("ContainerInfoEdit: reading ") + m_name, false);
+    }
     m_file = std::move(file);
   }
 

@@ -44,7 +44,7 @@ void ContainerInfoList::Fix(std::list<ContainerInfo>& records, bool* changed) {
   bool ignored = false;
   bool& isChanged = changed != nullptr ? *changed : ignored;
   isChanged = false;
-  RecordRepair repair;
+  RecordRepair repair(records.size());
   for (auto record = records.begin(); record != records.end();) {
     RecordRepair::Verdict const verdict = repair.Judge(*record);
     isChanged = isChanged || verdict != RecordRepair::Verdict::Keep;

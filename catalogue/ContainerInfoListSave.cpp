@@ -15,17 +15,12 @@ bool IsEmptyText(char const* text) { return text == nullptr || *text == 0; }
 
 // The file's records. None when the file cannot be read: it is the authority for every record that
 // this process did not add.
-std::list<ContainerInfo> ReadRecords(CQuasiStructFile& file) {
+std::list<IdentObj> ReadRecords(CQuasiStructFile& file) {
   std::list<IdentObj> blobs;
-  std::list<ContainerInfo> records;
   if (file.Status() != 0 || file.GetAll(blobs) != 0) {
-    return records;
+    blobs.clear();
   }
-  for (IdentObj const& blob : blobs) {
-    records.emplace_back();
-    records.back().ReadData(blob.Data, blob.Length);
-  }
-  return records;
+  return blobs;
 }
 
 // Kept on purpose: between the two calls the file is empty and not locked.
@@ -80,8 +75,7 @@ void ContainerInfoList::MergeAndWrite(bool bWaitLock) {
     IPC::CWriteLocker const locker(m_sync.Lock);
   }
   Fix(m_sync.Records, nullptr);
-  std::list<ContainerInfo> fileRecords = ReadRecords(file);
-  MergeRecords(m_sync.Records, fileRecords);
+  MergeRecords(m_sync.Records, ReadRecords(file));
   WriteRecords(file, m_sync.Records);
 }
 

@@ -12,9 +12,9 @@ bool IsRemoved(ContainerInfo const& record) { return record.State == ContainerIn
 
 }  // namespace
 
-void EditedRecords::TakeOver(std::list<ContainerInfo>& fileRecords) {
+void EditedRecords::TakeOver(std::list<IdentObj> const& blobs) {
   m_index.reset();  // Its records may go.
-  TakeOverRecords(m_records, fileRecords);
+  TakeOverRecords(m_records, blobs);
 }
 
 bool EditedRecords::Add(ContainerInfo const& record) {
@@ -74,7 +74,7 @@ void EditedRecords::Mark(PathIndex::Record record) {
 
 PathIndex& EditedRecords::Index() {
   if (!m_index) {
-    PathIndex index;
+    PathIndex index(m_records.size());
     for (auto record = m_records.begin(); record != m_records.end(); ++record) {
       if (!IsRemoved(*record)) {
         index.Insert(record);
@@ -86,7 +86,7 @@ PathIndex& EditedRecords::Index() {
 }
 
 std::list<IdentObj> EditedRecords::Encode() {
-  RecordRepair repair;
+  RecordRepair repair(m_records.size());
   std::list<IdentObj> blobs;
   m_isWritten.clear();
   for (ContainerInfo& record : m_records) {

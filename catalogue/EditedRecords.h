@@ -14,8 +14,8 @@ class EditedRecords {
  public:
   explicit EditedRecords(std::list<ContainerInfo>& records) : m_records(records) {}
 
-  // Takes in what the file holds; the changes stay.
-  void TakeOver(std::list<ContainerInfo>& fileRecords);
+  // Takes in what the file holds; the changes stay. Throws for a blob that is no record.
+  void TakeOver(std::list<IdentObj> const& blobs);
 
   // False when the path is empty or there already, in its normalised form. Strong: a failure
   // changes nothing.

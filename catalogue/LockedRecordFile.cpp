@@ -32,7 +32,7 @@ LockedRecordFile::LockedRecordFile(CTOOString const& fileName)
   ThrowUnlessZero(StatusOf(*file), "opening ", m_name);
 }
 
-std::list<ContainerInfo> LockedRecordFile::Read() {
+std::list<IdentObj> LockedRecordFile::Read() {
   m_version.emplace(m_name);
   m_store.Clear();  // Whatever the scan met, somebody was just writing the file perhaps.
   std::list<IdentObj> blobs;
@@ -40,16 +40,7 @@ std::list<ContainerInfo> LockedRecordFile::Read() {
     ThrowUnlessZero(m_store.GetAll(blobs), "reading ", m_name);
   }
   m_header = m_store.GetHeader();
-  std::list<ContainerInfo> records;
-  try {
-    for (IdentObj const& blob : blobs) {
-      records.emplace_back();
-      records.back().ReadData(blob.Data, blob.Length);
-    }
-  } catch (XTOOStatus const& status) {
-    ThrowUnlessZero(StatusOf(status), "reading ", m_name);
-  }
-  return records;
+  return blobs;
 }
 
 void LockedRecordFile::Replace(std::list<IdentObj> const& blobs) {

@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "catalogue/ContainerInfo.h"
 #include "catalogue/FileReplacement.h"
 #include "foundation/CTOOString.h"
+#include "foundation/IdentObj.h"
 #include "foundation/IPC.h"
 #include "recordstore/CQuasiStructFile.h"
 
@@ -18,8 +18,8 @@ class LockedRecordFile {
   // Makes an empty file if there is none. Blocks. Throws when the file may not be written.
   explicit LockedRecordFile(CTOOString const& fileName);
 
-  // The file's records. Throws when it is damaged.
-  std::list<ContainerInfo> Read();
+  // The file's records' blobs. Throws when it is damaged.
+  std::list<IdentObj> Read();
   // Puts `blobs` into the file, behind the header that was read and with the mark of a cleaned
   // file, in one step. Throws, with the file as it was, on any failure; ESTALE when it was written
   // or replaced since it was read. REQUIRES: it was read.

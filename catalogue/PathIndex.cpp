@@ -14,21 +14,33 @@ struct Hashes {
   std::uint64_t folded = kStart;      // Of all bytes as small letters; kNotAscii for others.
 };
 
+// What becomes of each byte: as a small letter, and whether folding touches it.
+struct FoldTable {
+  unsigned char small[256];
+  bool isUnfoldable[256];
+
+  constexpr FoldTable() : small(), isUnfoldable() {
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+      bool const isCapital = byte >= 'A' && byte <= 'Z';
+      small[byte] = static_cast<unsigned char>(isCapital ? byte - 'A' + 'a' : byte);
+      isUnfoldable[byte] = byte < 0x80 && (small[byte] < 'a' || small[byte] > 'z');
+    }
+  }
+};
+constexpr FoldTable kFold;
+
 Hashes HashesOf(char const* path) {
   Hashes hashes;
-  bool isAscii = true;
+  unsigned int seen = 0;
   for (; *path != 0; ++path) {
     auto const byte = static_cast<unsigned char>(*path);
-    bool const isCapital = byte >= 'A' && byte <= 'Z';
-    unsigned char const small = isCapital ? byte - 'A' + 'a' : byte;
-    hashes.folded = (hashes.folded ^ small) * kPrime;
-    if (byte >= 0x80) {
-      isAscii = false;
-    } else if (small < 'a' || small > 'z') {
+    seen |= byte;
+    hashes.folded = (hashes.folded ^ kFold.small[byte]) * kPrime;
+    if (kFold.isUnfoldable[byte]) {
       hashes.unfoldable = (hashes.unfoldable ^ byte) * kPrime;
     }
   }
-  if (!isAscii) {
+  if (seen >= 0x80) {
     hashes.folded = kNotAscii;
   }
   return hashes;
@@ -38,31 +50,30 @@ Hashes HashesOf(char const* path) {
 
 void PathIndex::Insert(Record record) {
   Hashes const hashes = HashesOf(record->Path);
-  m_entries[hashes.unfoldable].push_back(Entry{hashes.folded, record});
+  m_entries.emplace(hashes.unfoldable, Entry{hashes.folded, m_inserted++, record});
 }
 
 void PathIndex::Remove(Record record) {
-  auto const found = m_entries.find(HashesOf(record->Path).unfoldable);
-  if (found != m_entries.end()) {
-    std::vector<Entry>& entries = found->second;
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [&](Entry const& entry) { return entry.record == record; }),
-                  entries.end());
+  auto const [first, last] = m_entries.equal_range(HashesOf(record->Path).unfoldable);
+  auto const found =
+      std::find_if(first, last, [&](auto const& entry) { return entry.second.record == record; });
+  if (found != last) {
+    m_entries.erase(found);
   }
 }
 
 PathIndex::Record const* PathIndex::Find(CTOOString const& path) const {
   Hashes const hashes = HashesOf(path);
-  auto const found = m_entries.find(hashes.unfoldable);
-  if (found == m_entries.end()) {
-    return nullptr;
-  }
-  for (Entry const& entry : found->second) {
-    bool const areAscii = entry.folded != kNotAscii && hashes.folded != kNotAscii;
-    if ((!areAscii || entry.folded == hashes.folded) &&
-        entry.record->Path.CollateNoCase(path) == 0) {
-      return &entry.record;
+  auto const [first, last] = m_entries.equal_range(hashes.unfoldable);
+  Entry const* found = nullptr;
+  for (auto entry = first; entry != last; ++entry) {
+    Entry const& candidate = entry->second;
+    bool const isEarlier = found == nullptr || candidate.order < found->order;
+    bool const areAscii = candidate.folded != kNotAscii && hashes.folded != kNotAscii;
+    if (isEarlier && (!areAscii || candidate.folded == hashes.folded) &&
+        candidate.record->Path.CollateNoCase(path) == 0) {
+      found = &candidate;
     }
   }
-  return nullptr;
+  return found == nullptr ? nullptr : &found->record;
 }

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <list>
 #include <unordered_map>
-#include <vector>
 
 #include "catalogue/ContainerInfo.h"
 
@@ -19,6 +18,9 @@ class PathIndex {
  public:
   using Record = std::list<ContainerInfo>::iterator;
 
+  // For about so many records.
+  explicit PathIndex(std::size_t count) : m_entries(count) {}
+
   // The record's path must not change as long as it is in here.
   void Insert(Record record);
   void Remove(Record record);
@@ -28,10 +30,12 @@ class PathIndex {
  private:
   struct Entry {
     std::uint64_t folded;
+    std::size_t order;  // Of their insertion.
     Record record;
   };
 
-  std::unordered_map<std::uint64_t, std::vector<Entry>> m_entries;
+  std::unordered_multimap<std::uint64_t, Entry> m_entries;
+  std::size_t m_inserted = 0;
 };
 
 #endif

@@ -1,21 +1,25 @@
 #include "catalogue/RecordMerge.h"
 
+#include <algorithm>
 #include <iterator>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "catalogue/RecordEncoding.h"
+
 namespace {
 
 using Records = std::list<ContainerInfo>;
+using Blobs = std::list<IdentObj>;
 // Each path's records, in file order. The keys are the records' own texts.
-using PathIndex = std::unordered_map<std::string_view, std::vector<Records::iterator>>;
+using FileIndex = std::unordered_map<std::string_view, std::vector<Records::iterator>>;
 
 std::string_view TextOf(CTOOString const& path) { return static_cast<char const*>(path); }
 
-PathIndex IndexByPath(Records& records) {
-  PathIndex index(records.size());
+FileIndex IndexByPath(Records& records) {
+  FileIndex index(records.size());
   for (auto record = records.begin(); record != records.end(); ++record) {
     index[TextOf(record->Path)].push_back(record);
   }
@@ -24,7 +28,7 @@ PathIndex IndexByPath(Records& records) {
 
 // The last record with that path that was not taken yet, moved to `taken`; null when there is none.
 // It is kept until the index is gone, since a key may be its text.
-ContainerInfo* TakeLast(PathIndex& index, CTOOString const& path, Records& from, Records& taken) {
+ContainerInfo* TakeLast(FileIndex& index, CTOOString const& path, Records& from, Records& taken) {
   auto const found = index.find(TextOf(path));
   if (found == index.end() || found->second.empty()) {
     return nullptr;
@@ -34,8 +38,12 @@ ContainerInfo* TakeLast(PathIndex& index, CTOOString const& path, Records& from,
   return &taken.back();
 }
 
-// All but the path, which is the same in both; what can be moved is not copied.
+// All but the path, which is the same in both; what can be moved is not copied. A record may be its
+// own partner.
 void TakeOver(ContainerInfo& record, ContainerInfo& newer) {
+  if (&record == &newer) {
+    return;
+  }
   record.Param = newer.Param;
   record.Ident1 = std::move(newer.Ident1);
   record.Ident2 = std::move(newer.Ident2);
@@ -68,9 +76,57 @@ bool TakeOverOne(ContainerInfo& record, ContainerInfo* fromFile) {
   return fromFile != nullptr;
 }
 
-void Match(Records& records, Records& fileRecords, Rule keeps) {
+// Whether the list and the file hold the same paths in the same order. Then each record's partner
+// is the one at its own place, also where paths are there twice, and neither an index is needed nor
+// the decoding of records that are the same: so it is nearly always when nobody else has written.
+// The list may have one record more, at its end, whose path the file does not have.
+bool AreInStep(Records const& records, Blobs const& blobs) {
+  if (records.size() - blobs.size() > 1) {
+    return false;
+  }
+  auto record = records.begin();
+  for (IdentObj const& blob : blobs) {
+    if (!BeginsWithPath(blob, record->Path)) {
+      return false;
+    }
+    ++record;
+  }
+  return record == records.end() ||
+         std::none_of(blobs.begin(), blobs.end(),
+                      [&](IdentObj const& blob) { return BeginsWithPath(blob, record->Path); });
+}
+
+void MatchInStep(Records& records, Blobs const& blobs, Rule keeps) {
+  // What the file has otherwise. Its decoding may fail, so it comes before any change.
+  std::list<ContainerInfo> changed;
+  std::vector<ContainerInfo*> partners;
+  auto own = records.begin();
+  for (IdentObj const& blob : blobs) {
+    bool const isSame = IsEncodingOf(blob, *own);
+    if (!isSame) {
+      changed.emplace_back().ReadData(blob.Data, blob.Length);
+    }
+    partners.push_back(isSame ? &*own : &changed.back());
+    ++own;
+  }
+  partners.resize(records.size());
+  auto partner = partners.begin();
+  for (auto record = records.begin(); record != records.end();) {
+    record = keeps(*record, *partner++) ? std::next(record) : records.erase(record);
+  }
+}
+
+void Match(Records& records, Blobs const& blobs, Rule keeps) {
+  if (AreInStep(records, blobs)) {
+    MatchInStep(records, blobs, keeps);
+    return;
+  }
+  Records fileRecords;
+  for (IdentObj const& blob : blobs) {
+    fileRecords.emplace_back().ReadData(blob.Data, blob.Length);
+  }
   Records taken;
-  PathIndex index = IndexByPath(fileRecords);
+  FileIndex index = IndexByPath(fileRecords);
   for (auto next = records.end(); next != records.begin();) {
     auto const record = std::prev(next);
     if (keeps(*record, TakeLast(index, record->Path, fileRecords, taken))) {
@@ -84,10 +140,6 @@ void Match(Records& records, Records& fileRecords, Rule keeps) {
 
 }  // namespace
 
-void MergeRecords(Records& records, Records& fileRecords) {
-  Match(records, fileRecords, &MergeOne);
-}
+void MergeRecords(Records& records, Blobs const& blobs) { Match(records, blobs, &MergeOne); }
 
-void TakeOverRecords(Records& records, Records& fileRecords) {
-  Match(records, fileRecords, &TakeOverOne);
-}
+void TakeOverRecords(Records& records, Blobs const& blobs) { Match(records, blobs, &TakeOverOne); }

@@ -6,6 +6,8 @@ namespace {
 
 constexpr unsigned int kNotFound = 0xFFFFFFFF;
 
+std::string_view TextOf(CTOOString const& path) { return static_cast<char const*>(path); }
+
 // Whether a save drops the record. What a load drops (IsStale there) follows a rule of its own.
 bool IsToBeRemoved(CTOOString const& path) {
   return !CTOOFile::IsExists(path) || path.FindNocase("cur_pers") != kNotFound ||
@@ -15,7 +17,7 @@ bool IsToBeRemoved(CTOOString const& path) {
 }  // namespace
 
 RecordRepair::Verdict RecordRepair::Judge(ContainerInfo const& record) {
-  if (record.Path.IsEmpty() || !m_paths.insert(record.Path).second) {
+  if (record.Path.IsEmpty() || !m_paths.insert(TextOf(record.Path)).second) {
     return Verdict::Remove;
   }
   return IsToBeRemoved(record.Path) ? Verdict::Mark : Verdict::Keep;

@@ -1,10 +1,9 @@
 #ifndef QUENDRIL_CATALOGUE_RECORDREPAIR_H
 #define QUENDRIL_CATALOGUE_RECORDREPAIR_H
 
-#include <functional>
-#include <set>
+#include <string_view>
+#include <unordered_set>
 
-#include "catalogue/CContainerPathCompare.h"
 #include "catalogue/ContainerInfo.h"
 
 // What is wrong with the records of one list, judged one after the other from its front.
@@ -16,12 +15,15 @@ class RecordRepair {
     Remove,  // The path is empty, or that of a record before.
   };
 
+  // About so many records will be judged.
+  explicit RecordRepair(std::size_t count) : m_paths(count) {}
+
   // A record that is not removed stays where it is as long as this object is used.
   Verdict Judge(ContainerInfo const& record);
 
  private:
-  // The paths of the records so far. They are not copied.
-  std::set<std::reference_wrapper<CTOOString const>, CContainerPathCompare> m_paths;
+  // The paths of the records so far, byte by byte. They are not copied.
+  std::unordered_set<std::string_view> m_paths;
 };
 
 #endif

@@ -22,6 +22,7 @@ foreach(layer foundation recordstore catalogue common)
     PATTERN LockedRecordFile.h EXCLUDE
     PATTERN NormalisedPath.h EXCLUDE
     PATTERN PathIndex.h EXCLUDE
+    PATTERN RecordEncoding.h EXCLUDE
     PATTERN RecordMerge.h EXCLUDE
     PATTERN RecordRepair.h EXCLUDE
     PATTERN RecordShift.h EXCLUDE

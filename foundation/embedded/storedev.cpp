@@ -28,8 +28,21 @@ struct Split {
   std::string name;
 };
 
+// Whether nothing but the split at the last slash is to be done. False also for some such paths.
+bool IsPlain(std::string_view path) {
+  return !path.empty() && path.front() == '/' && path.back() != '/' &&
+         path.find("//") == std::string_view::npos && path.find("/.") == std::string_view::npos;
+}
+
 Split SplitPath(std::string_view path) {
   Split split;
+  if (IsPlain(path)) {
+    std::size_t const slash = path.rfind('/');
+    split.folder = path.substr(0, std::max(slash, std::size_t{1}));
+    split.name = path.substr(slash + 1);
+    return split;
+  }
+  split.folder.reserve(path.size());
   std::string_view rest = path;
   if (!path.empty() && path.front() == '/') {
     split.folder = "/";
@@ -89,6 +102,7 @@ void storedev::ParseFullPath(char const* path, bool* flag, CTOOString* folder, C
 void storedev::MakeFullPath(CTOOString& path, CTOOString const& folder, CTOOString const& name,
                             CTOOString const& last) {
   std::string joined;
+  joined.reserve(folder.Length() + name.Length() + last.Length() + 2UL);
   AppendTrimmed(joined, folder);
   AppendTrimmed(joined, name);
   AppendTrimmed(joined, last);

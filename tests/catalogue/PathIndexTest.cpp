@@ -64,7 +64,7 @@ std::vector<std::string> const kPaths = {
 
 TEST(PathIndex, FindsWhatAWalkFinds) {
   std::list<ContainerInfo> records;
-  PathIndex index;
+  PathIndex index(kPaths.size());
   for (std::string const& path : kPaths) {
     records.push_back(Record(path));
     index.Insert(std::prev(records.end()));
@@ -76,7 +76,7 @@ TEST(PathIndex, FindsWhatAWalkFinds) {
 
 TEST(PathIndex, FindsNoMoreWhatWasRemoved) {
   std::list<ContainerInfo> records;
-  PathIndex index;
+  PathIndex index(0);
   for (std::string const& path : kPaths) {
     records.push_back(Record(path));
     index.Insert(std::prev(records.end()));
