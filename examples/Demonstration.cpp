@@ -11,6 +11,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "catalogue/ContainerInfoEdit.h"
 #include "common/CommonContInfoList.h"
 #include "examples/AnnotatedDump.h"
 #include "examples/HostFolder.h"
@@ -59,11 +60,10 @@ std::string MakeContainer(std::string const& folder, std::string const& name) {
   return path;
 }
 
-// A catalogue adds a bare path. Who keeps more in a record fills it in under the list's lock and
-// says that this process's version counts; otherwise the next save would take the file's.
-void Fill(CommonContInfoList& catalogue, std::string const& path, unsigned int param) {
-  IPC::CWriteLocker const locker(catalogue.GetSyncList()->Lock);
-  ContainerInfo& record = catalogue.GetRecord(path.c_str(), false);
+// What a provider keeps of a container.
+ContainerInfo MakeRecord(std::string const& path, unsigned int param) {
+  ContainerInfo record;
+  record.Path = path.c_str();
   record.Param = param;
   record.Ident1 = IdentObj("issuer and number", 17);
   record.Ident2 = IdentObj("key id", 6);
@@ -72,8 +72,7 @@ void Fill(CommonContInfoList& catalogue, std::string const& path, unsigned int p
   key.Param1 = 2;
   key.Param2 = 512;
   record.SubConts.push_back(key);
-  record.State = ContainerInfo::StateAdded;
-  catalogue.Save(false);
+  return record;
 }
 
 void PrintAll(CommonContInfoList& catalogue) {
@@ -116,12 +115,13 @@ void AddFromAnotherProcess(std::string const& folder, std::string const& path) {
 }
 
 void ShowEdits(CommonContInfoList& catalogue, std::string const& containers) {
-  Step(2, "Containers, folders with files, are added with blobs and sub-records");
+  Step(2, "Containers, folders with files, are added with blobs and sub-records, in one edit");
+  ContainerInfoEdit edit(catalogue);
   for (char const* const name : {"Alice", "Bob", "Carol"}) {
     std::string const path = MakeContainer(containers, name);
-    catalogue.Add(path.c_str());
-    Fill(catalogue, path, static_cast<unsigned int>(name[0]));
+    Require(edit.Add(MakeRecord(path, static_cast<unsigned int>(name[0]))), "a new container");
   }
+  edit.Commit();
   PrintAll(catalogue);
 
   Step(3, "One is found under its name in other letter case");
