@@ -9,7 +9,8 @@
 namespace {
 
 using Records = std::list<ContainerInfo>;
-// Each path's records, in file order. The keys are the records' own texts.
+// Each path's records that were not taken yet, in file order; a path without any is not there. The
+// keys are the records' own texts.
 using PathIndex = std::unordered_map<std::string_view, std::vector<Records::iterator>>;
 
 std::string_view TextOf(CTOOString const& path) { return static_cast<char const*>(path); }
@@ -22,15 +23,18 @@ PathIndex IndexByPath(Records& records) {
   return index;
 }
 
-// The last record with that path that was not taken yet, moved to `taken`; null when there is none.
-// It is kept until the index is gone, since a key may be its text.
+// The last record with that path, moved to `taken`; null when there is none. It is kept
+// until the index is gone, since a key may be its text.
 ContainerInfo* TakeLast(PathIndex& index, CTOOString const& path, Records& from, Records& taken) {
   auto const found = index.find(TextOf(path));
-  if (found == index.end() || found->second.empty()) {
+  if (found == index.end()) {
     return nullptr;
   }
   taken.splice(taken.end(), from, found->second.back());
   found->second.pop_back();
+  if (found->second.empty()) {
+    index.erase(found);
+  }
   return &taken.back();
 }
 
