@@ -15,6 +15,16 @@ unsigned char FoldAscii(char c) {
   return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20) : byte;
 }
 
+bool IsSmallLetter(char c) { return c >= 'a' && c <= 'z'; }
+
+bool BeginsWithAsciiNoCase(char const* text, char const* wanted) {
+  while (*wanted != 0 && FoldAscii(*text) == FoldAscii(*wanted)) {
+    ++text;
+    ++wanted;
+  }
+  return *wanted == 0;
+}
+
 bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
 int Sign(unsigned int first, unsigned int second) {
@@ -78,20 +88,19 @@ int CompareAsciiNoCase(char const* first, char const* second) {
 }
 
 char const* FindAsciiNoCase(char const* text, char const* wanted) {
-  for (;; ++text) {
-    char const* own = text;
-    char const* other = wanted;
-    while (*other != 0 && FoldAscii(*own) == FoldAscii(*other)) {
-      ++own;
-      ++other;
-    }
-    if (*other == 0) {
+  if (*wanted == 0) {
+    return text;
+  }
+  char const small = static_cast<char>(FoldAscii(*wanted));
+  char const capital = IsSmallLetter(small) ? static_cast<char>(small & ~0x20) : small;
+  char const begins[] = {small, capital, 0};
+  // The C library looks for the first letter many bytes at a time.
+  for (text = std::strpbrk(text, begins); text != nullptr; text = std::strpbrk(text + 1, begins)) {
+    if (BeginsWithAsciiNoCase(text, wanted)) {
       return text;
     }
-    if (*text == 0) {
-      return nullptr;
-    }
   }
+  return nullptr;
 }
 
 int CompareFoldedUtf8(char const* first, char const* second) {

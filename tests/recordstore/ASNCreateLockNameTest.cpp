@@ -14,6 +14,7 @@
 
 #include "foundation/debug.h"
 #include "tests/recordstore/StoreHarness.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -204,9 +205,9 @@ TEST_F(LockName, NothingStaysOnTheHeap) {
 
 // The copy of the path is made before anything else; a path of that length names nothing.
 TEST_F(LockName, LackOfMemoryMakesNone) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "a sanitizer ends the process where there is no memory";
-#endif
+  if (kIsSanitized) {
+    GTEST_SKIP() << "a sanitizer ends the process where there is no memory";
+  }
   EXPECT_TRUE(InProcess([&] {
     std::string const path(1UL << 30, 'x');
     struct rlimit const limit{path.size(), path.size()};  // Less than is in use already.

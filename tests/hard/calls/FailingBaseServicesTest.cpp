@@ -22,14 +22,11 @@
 #include "tests/support/Files.h"
 #include "tests/support/LockProbe.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
 
 // A sanitizer registers a handler of its own before anything here is ready.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OWN_ATFORK 0
-#else
-#define OWN_ATFORK 1
-#endif
+#define OWN_ATFORK (!QUENDRIL_ADDRESS_SANITIZER && !QUENDRIL_THREAD_SANITIZER)
 
 namespace {
 
