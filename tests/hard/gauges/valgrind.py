@@ -5,6 +5,7 @@ Builds the programs with the preset `dev` and runs each whole, in one process wi
 once under each tool. Nothing is suppressed beyond what valgrind itself brings along; what cannot mean
 anything there is left out, and why is printed. A process that a test kills gives no report.
 """
+import os
 import pathlib
 import re
 import shutil
@@ -16,7 +17,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[2]
 BUILD = ROOT / "build" / "dev"
 LOGS = BUILD / "valgrind"
-WAITING_FCNTL = LOGS / "WaitingFcntl.so"
+# What is preloaded; the sources say what for.
+PRELOADED = {"memcheck": ["WaitingFcntl"], "helgrind": ["WaitingFcntl", "KeepingFree"]}
 PROGRAMS = {
     "golden-tests": "golden",
     "catalogue-tests": "catalogue",
@@ -26,11 +28,11 @@ PROGRAMS = {
     "foundation-tests": "foundation",
 }
 TOOLS = {
-    # Programs that have an operator new of their own keep it; it takes what malloc gives.
-    "memcheck": ["--leak-check=full", "--errors-for-leak-kinds=definite,possible", "--track-fds=yes",
-                 "--soname-synonyms=somalloc=nouserintercepts"],
+    "memcheck": ["--leak-check=full", "--errors-for-leak-kinds=definite,possible", "--track-fds=yes"],
     "helgrind": [],
 }
+# Programs that have an operator new of their own keep it; it takes what malloc gives.
+OWN_NEW = "--soname-synonyms=somalloc=nouserintercepts"
 LONGEST_RUN = 1800  # Seconds.
 # What is left out of both, or of one, and why.
 LEFT_OUT = {
@@ -43,10 +45,12 @@ LEFT_OUT = {
 
 def build():
     LOGS.mkdir(parents=True, exist_ok=True)
-    for command in (["cmake", "--preset", "dev"],
-                    ["cmake", "--build", "--preset", "dev", "-j", "1", "--target", *PROGRAMS],
-                    ["g++", "-std=c++17", "-Wall", "-Werror", "-shared", "-fPIC", "-o", WAITING_FCNTL,
-                     HERE / "WaitingFcntl.cpp"]):
+    commands = [["cmake", "--preset", "dev"],
+                ["cmake", "--build", "--preset", "dev", "-j", os.environ.get("JOBS", "1"),
+                 "--target", *PROGRAMS]]
+    commands += [["g++", "-std=c++17", "-Wall", "-Werror", "-fno-builtin", "-shared", "-fPIC",
+                  "-o", LOGS / f"{name}.so", HERE / f"{name}.cpp"] for name in PRELOADED["helgrind"]]
+    for command in commands:
         done = subprocess.run(command, cwd=ROOT, capture_output=True, text=True)
         if done.returncode != 0:
             sys.exit(f"{done.stdout}{done.stderr}FAILED: {command}")
@@ -64,10 +68,11 @@ def run(tool, name):
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir()
     command = ["valgrind", f"--tool={tool}", "--error-exitcode=99", f"--log-file={folder}/%p", *TOOLS[tool],
-               BUILD / "tests" / PROGRAMS[name] / name,
+               OWN_NEW, BUILD / "tests" / PROGRAMS[name] / name,
                "--gtest_brief=1", "--gtest_filter=-" + ":".join(LEFT_OUT[tool])]
     begin = time.monotonic()
-    process = subprocess.Popen(["env", f"LD_PRELOAD={WAITING_FCNTL}", *command], text=True, errors="replace",
+    preloaded = ":".join(f"{LOGS}/{each}.so" for each in PRELOADED[tool])
+    process = subprocess.Popen(["env", f"LD_PRELOAD={preloaded}", *command], text=True, errors="replace",
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     try:
         output, _ = process.communicate(timeout=LONGEST_RUN)
