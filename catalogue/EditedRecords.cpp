@@ -25,6 +25,7 @@ bool EditedRecords::Add(ContainerInfo const& record) {
   std::list<ContainerInfo> added(1, record);
   added.front().State = ContainerInfo::StateAdded;
   Index().Insert(added.begin());
+  // cppcheck-suppress danglingLifetime ; the splice keeps the place
   m_changes.push_back(Change{added.begin(), true, ContainerInfo::StateAdded});
   m_records.splice(m_records.end(), added);
   return true;
@@ -118,6 +119,7 @@ void EditedRecords::TakeBack() {
   m_index.reset();
   for (auto change = m_changes.rbegin(); change != m_changes.rend(); ++change) {
     if (change->isNew) {
+      // cppcheck-suppress mismatchingContainerIterator ; it was spliced into them
       m_records.erase(change->record);
     } else {
       change->record->State = change->state;

@@ -29,7 +29,7 @@ CTOOString RealPath(CTOOString const& fileName) {
   if (!path) {
     Throw(errno, "looking for", fileName);
   }
-  return path.get();
+  return CTOOString(path.get());
 }
 
 bool IsSameTime(struct timespec const& first, struct timespec const& second) {

@@ -13,7 +13,8 @@ namespace {
 
 using Records = std::list<ContainerInfo>;
 using Blobs = std::list<IdentObj>;
-// Each path's records, in file order. The keys are the records' own texts.
+// Each path's records that were not taken yet, in file order; a path without any is not there. The
+// keys are the records' own texts.
 using FileIndex = std::unordered_map<std::string_view, std::vector<Records::iterator>>;
 
 std::string_view TextOf(CTOOString const& path) { return static_cast<char const*>(path); }
@@ -26,15 +27,18 @@ FileIndex IndexByPath(Records& records) {
   return index;
 }
 
-// The last record with that path that was not taken yet, moved to `taken`; null when there is none.
-// It is kept until the index is gone, since a key may be its text.
+// The last record with that path, moved to `taken`; null when there is none. It is kept
+// until the index is gone, since a key may be its text.
 ContainerInfo* TakeLast(FileIndex& index, CTOOString const& path, Records& from, Records& taken) {
   auto const found = index.find(TextOf(path));
-  if (found == index.end() || found->second.empty()) {
+  if (found == index.end()) {
     return nullptr;
   }
   taken.splice(taken.end(), from, found->second.back());
   found->second.pop_back();
+  if (found->second.empty()) {
+    index.erase(found);
+  }
   return &taken.back();
 }
 

@@ -142,7 +142,7 @@ void CommonContInfoFileCreater::CreateCommonContInfoFile() const {
       return;
     }
   }
-  CTOOFile(name, nullptr, true);  // Leaves an empty file.
+  CTOOFile const empty(name, nullptr, true);
 }
 
 void CommonContInfoFileCreater::CreateIfShould() {

@@ -69,7 +69,7 @@ unsigned int QuasiStructBuffer::stor_Length(CTOOFile* /*file*/) {
   }
   std::streamoff const end = m_stream.tellg();
   m_stream.seekg(position);
-  return end == -1 ? 0 : static_cast<unsigned int>(end);
+  return static_cast<unsigned int>(end);
 }
 
 unsigned int QuasiStructBuffer::stor_Length(char const* /*name*/) {

@@ -56,9 +56,10 @@ class LocaleScope {
 unsigned int NextFolded(char const*& text) {
   wchar_t character = 0;
   std::mbstate_t state{};
-  // A character takes 4 bytes at most, and a cut one stops at the terminator.
+  // A character takes 4 bytes at most, and a cut one stops at the terminator. So the length is
+  // never that of a zero, and a failure's is huge.
   std::size_t const length = std::mbrtowc(&character, text, ::strnlen(text, 4), &state);
-  if (length == 0 || length > 4) {
+  if (length > 4) {
     return kInvalidByte | static_cast<unsigned char>(*text++);
   }
   text += length;

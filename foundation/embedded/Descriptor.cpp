@@ -32,10 +32,9 @@ unsigned long TransferFully(unsigned long count, int& error, Transfer transfer) 
 }  // namespace
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) {
-    static_cast<void>(Close());  // Nobody is left to tell.
-    m_fd = other.Release();
-  }
+  int const fd = other.Release();  // First: it may be this very object.
+  static_cast<void>(Close());      // Nobody is left to tell.
+  m_fd = fd;
   return *this;
 }
 

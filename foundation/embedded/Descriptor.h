@@ -8,7 +8,6 @@ class Descriptor {
  public:
   Descriptor() = default;
   explicit Descriptor(int fd) : m_fd(fd) {}
-  Descriptor(Descriptor&& other) noexcept : m_fd(other.Release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept;
   ~Descriptor();
 

@@ -21,6 +21,12 @@ unsigned int SaturatedSize(unsigned int length) {
 // Leaves the bytes unset: for callers that fill them at once.
 unsigned char* Allocate(unsigned int n) { return n == 0 ? nullptr : new unsigned char[n]; }
 
+void MoveTo(CTOOFile const& file, unsigned int position) {
+  if (position != kCurrentPosition) {
+    static_cast<void>(file.Seek(position, kFromStart));  // Only before the start it would fail.
+  }
+}
+
 // Reads the rest of a blob whose prefix said `length`; false when the file does not hold it.
 bool ReadBytes(CTOOFile const& file, unsigned int length, IdentObj& target) {
   unsigned long const size = file.Length();
@@ -105,9 +111,7 @@ unsigned int IdentObj::ReadData(void const* buf, unsigned int len) {
 }
 
 unsigned int IdentObj::WriteData(CTOOFile& file, unsigned int position) const {
-  if (position != kCurrentPosition && file.Seek(position, kFromStart) != 0) {
-    return 0;
-  }
+  MoveTo(file, position);
   unsigned char prefix[kPrefixSize];
   StoreWord(prefix, Length);
   if (file.Write(prefix, kPrefixSize) != kPrefixSize || file.Write(Data, Length) != Length) {
@@ -119,9 +123,7 @@ unsigned int IdentObj::WriteData(CTOOFile& file, unsigned int position) const {
 unsigned int IdentObj::ReadData(CTOOFile const& file, unsigned int position) {
   unsigned long const start = file.CurPos();
   Empty();
-  if (position != kCurrentPosition && file.Seek(position, kFromStart) != 0) {
-    return 0;
-  }
+  MoveTo(file, position);
   unsigned char prefix[kPrefixSize];
   if (file.Read(prefix, kPrefixSize) == kPrefixSize && ReadBytes(file, LoadWord(prefix), *this)) {
     return kPrefixSize + Length;

@@ -58,7 +58,10 @@ class Rush {
   }
   Rush(Rush const&) = delete;
   Rush& operator=(Rush const&) = delete;
-  ~Rush() { ::munmap(m_place, sizeof(Board)); }
+  ~Rush() {
+    ::pthread_barrier_destroy(&Get().start);
+    ::munmap(m_place, sizeof(Board));
+  }
 
   Board& Get() { return *static_cast<Board*>(m_place); }
 

@@ -60,6 +60,16 @@ TEST_F(CTOOFileOpening, ReadModeReadsAnExistingFile) {
   }
 }
 
+TEST_F(CTOOFileOpening, WriteModeWithAPlusReadsToo) {
+  WriteFile(m_path, "content");
+  auto const file = Open("w+bc");
+  EXPECT_EQ("", ReadFile(m_path));
+  EXPECT_EQ(3U, Write(*file, "new"));
+  EXPECT_EQ(0U, file->Seek(0, 0));
+  EXPECT_EQ("new", Read(*file, 100));
+  EXPECT_EQ(0, file->Status());
+}
+
 TEST_F(CTOOFileOpening, ReadModeDoesNotWrite) {
   WriteFile(m_path, "content");
   auto const file = Open("rbc");

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +19,22 @@
 #include "tests/support/Files.h"
 #include "tests/support/Peer.h"
 #include "tests/support/TempFolder.h"
+
+namespace {
+
+// What this thread's clock says instead of the time.
+thread_local timespec const* t_clock = nullptr;
+
+}  // namespace
+
+// The whole program's, so the base services use it too.
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  if (t_clock != nullptr && clock == CLOCK_REALTIME) {
+    *now = *t_clock;
+    return 0;
+  }
+  return static_cast<int>(::syscall(SYS_clock_gettime, clock, now));
+}
 
 namespace {
 
@@ -192,6 +209,21 @@ TEST_F(CTOOFileStamp, IsLaterThanTheReplacedOneByWhatCanBeSeen) {
     ASSERT_FALSE(distance >= 0 && distance < 100) << distance << " ns in round " << round;
     // Odd steps: the clock itself may go by tens.
     ahead = std::max(0L, ahead + (distance > 0 ? 47 : -43));
+  }
+}
+
+// The clock stands still, so what is later comes from the replaced stamp.
+TEST_F(CTOOFileStamp, IsLaterThanTheReplacedOneOverTheEndOfASecondToo) {
+  for (long const nanoseconds : {0L, 999999899L, 999999900L, 999999999L}) {
+    timespec const clock{1700000000, nanoseconds};
+    Nanoseconds const before = NanosecondsOf(clock);
+    SetStamp(before);
+    auto const file = Open("r+bc");
+    file->Write("x", 1);
+    t_clock = &clock;
+    file->Close();
+    t_clock = nullptr;
+    EXPECT_EQ(before + 100, Stamp()) << nanoseconds;
   }
 }
 

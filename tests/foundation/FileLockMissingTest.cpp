@@ -174,10 +174,17 @@ TEST_F(MissingFileLock, HoldThatMovedLetsWaitersOfTheFolderGoOn) {
 
 TEST_F(MissingFileLock, HoldThatCannotMoveStaysOnTheFolder) {
   FileLock lock(m_path.c_str());
-  IPC::CWriteLocker const outer(lock);
+  {
+    IPC::CWriteLocker const outer(lock);
+    std::filesystem::create_directory(m_path);
+    { IPC::CWriteLocker const inner(lock); }
+    EXPECT_EQ(Lock::Exclusive, OfFolder());
+    std::filesystem::remove(m_path);
+  }
+  IPC::CReadLocker const outer(lock);
   std::filesystem::create_directory(m_path);
-  { IPC::CWriteLocker const inner(lock); }
-  EXPECT_EQ(Lock::Exclusive, OfFolder());
+  { IPC::CReadLocker const inner(lock); }  // A folder can be opened for this one.
+  EXPECT_EQ(Lock::Shared, OfFolder());
 }
 
 TEST_F(MissingFileLock, ThreadSharesTheFolderBetweenMissingFiles) {

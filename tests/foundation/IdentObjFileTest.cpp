@@ -240,6 +240,20 @@ TEST_F(IdentObjFile, BlobOfAFileThatShrankMeanwhileIsRefused) {
   ExpectRefused(*file, 0);
 }
 
+// The prefix is still held, while the handle knows already that the file ends before it.
+TEST_F(IdentObjFile, BlobBehindTheEndThatIsKnownIsRefused) {
+  WriteFile(m_path, Pattern(100000, 9) + Item("bytes"));
+  auto const file = Open("rbc");
+  IdentObj blob;
+  EXPECT_EQ(9U, blob.ReadData(*file, 100000));
+  ASSERT_EQ(0, ::truncate(m_path.c_str(), 10));
+  ASSERT_EQ(0U, file->Seek(0, 0));
+  std::string bytes(70000, '?');
+  EXPECT_EQ(10U, file->Read(bytes.data(), 70000));
+  EXPECT_EQ(10U, file->Length());
+  ExpectRefused(*file, 100000);
+}
+
 TEST_F(IdentObjFile, UnusableHandleGivesNothing) {
   CTOOFile const missing((m_folder / "missing").c_str(), "rbc", false);
   ExpectRefused(missing, kHere);

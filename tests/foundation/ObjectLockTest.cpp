@@ -68,6 +68,7 @@ TEST(NamelessFileLock, ThreadMayTakeItAgain) {
   FileLock lock("");
   auto outer = std::make_unique<IPC::CWriteLocker>(lock);
   { IPC::CReadLocker const inner(lock); }
+  { IPC::CWriteLocker const inner(lock); }
   ThreadPeer peer([&](PeerSide& side) {
     IPC::CReadLocker const own(lock);
     side.Reached();

@@ -21,8 +21,8 @@ run_step() {
   case $1 in
     hard) ctest --preset figures ;;
     fuzz) fuzz/run.sh "${QUENDRIL_FUZZ_SECONDS:-3600}" ;;
-    coverage) tests/hard/gauges/coverage.sh ;;
-    valgrind) tests/hard/gauges/valgrind.sh ;;
+    coverage) tests/hard/gauges/coverage.py ;;
+    valgrind) tests/hard/gauges/valgrind.py ;;
     mutations) tests/hard/mutations/run.sh ;;
     *)
       echo "There is no step $1." >&2

@@ -1,5 +1,6 @@
 #include "recordstore/ASNCreateLockName.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 
 #include "foundation/debug.h"
 #include "tests/recordstore/StoreHarness.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -199,6 +201,23 @@ TEST_F(LockName, NothingStaysOnTheHeap) {
   std::size_t const before = HeapInUse();
   nameEach(1000);
   EXPECT_LT(HeapInUse(), before + 10000);  // Ten bytes a time would be more.
+}
+
+// The copy of the path is made before anything else; a path of that length names nothing.
+TEST_F(LockName, LackOfMemoryMakesNone) {
+  if (kIsSanitized) {
+    GTEST_SKIP() << "a sanitizer ends the process where there is no memory";
+  }
+  EXPECT_TRUE(InProcess([&] {
+    std::string const path(1UL << 30, 'x');
+    struct rlimit const limit{path.size(), path.size()};  // Less than is in use already.
+    EXPECT_EQ(0, ::setrlimit(RLIMIT_AS, &limit));
+    SetDebug(true);
+    EXPECT_FALSE(ASNCreateLockName(nullptr, path.c_str(), &m_name));
+    EXPECT_STREQ("before", m_name);
+    EXPECT_TRUE(debugLines.empty());
+    return true;
+  }));
 }
 
 // A relative path that has no folder part, and of which the template is all there is.

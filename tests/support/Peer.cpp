@@ -184,8 +184,8 @@ class ThreadPeer::Thread : public PeerSide {
     {
       std::lock_guard<std::mutex> const guard(m_mutex);
       m_abandoned = true;
+      m_changed.notify_all();
     }
-    m_changed.notify_all();
     if (m_thread.joinable()) {
       m_thread.join();
     }
@@ -234,8 +234,8 @@ class ThreadPeer::Thread : public PeerSide {
     {
       std::lock_guard<std::mutex> const guard(m_mutex);
       m_task = static_cast<pid_t>(::syscall(SYS_gettid));
+      m_changed.notify_all();
     }
-    m_changed.notify_all();
     bool endedWell = false;
     try {
       body(*this);
@@ -245,18 +245,14 @@ class ThreadPeer::Thread : public PeerSide {
     } catch (...) {
       std::fprintf(stderr, "peer: an exception of its own kind\n");
     }
-    {
-      std::lock_guard<std::mutex> const guard(m_mutex);
-      m_ended = true;
-      m_endedWell = endedWell;
-    }
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    m_ended = true;
+    m_endedWell = endedWell;
     m_changed.notify_all();
   }
   void Count(int& counter) {
-    {
-      std::lock_guard<std::mutex> const guard(m_mutex);
-      ++counter;
-    }
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    ++counter;
     m_changed.notify_all();
   }
 

@@ -50,6 +50,9 @@ auto Unless(int failure, Real real) -> decltype(real()) {
 }
 
 unsigned long Shortened(int failure, unsigned long count) {
+  if (failure == FailingCalls::kNothingMoved) {
+    return 0;
+  }
   return failure == FailingCalls::kShortTransfer && count > 1 ? 1 : count;
 }
 

@@ -13,8 +13,9 @@
 class FailingCalls {
  public:
   enum class Mode { Once, ForEver };
-  // In the place of an errno: pread and pwrite move one byte, everything else works.
+  // In the place of an errno: pread and pwrite move one byte, or none; everything else works.
   static constexpr int kShortTransfer = -1;
+  static constexpr int kNothingMoved = -2;
 
   FailingCalls(long number, int error, Mode mode);
   FailingCalls(FailingCalls const&) = delete;
