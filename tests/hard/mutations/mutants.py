@@ -75,8 +75,8 @@ class _Source:
             if word == "{":
                 if any(scope in self.words[start:index] for scope in SCOPES):
                     kinds.append("scope")
-                elif self.words[index - 1] in BEFORE_CODE or kinds[-1] == "code" and \
-                        self.words[index - 1] in (";", "{", "}", ":"):
+                elif self.words[index - 1] in (*BEFORE_CODE, "}") or kinds[-1] == "code" and \
+                        self.words[index - 1] in (";", "{", ":"):
                     kinds.append("code")
                 else:
                     kinds.append("value")

@@ -73,10 +73,11 @@ def digest(*texts):
 
 class Results:
     """What is known of each mutant, one JSON line each; the last line counts. A kill counts as long
-    as the mutated file is the same, a survival as long as all that was built is."""
+    as the mutated file is the same. A survival counts for each stage by itself, as long as the
+    stage's program and all sources of the library are the same."""
 
-    def __init__(self, path, built, is_fresh):
-        self.path, self.built, self.known = path, built, {}
+    def __init__(self, path, is_fresh):
+        self.path, self.known = path, {}
         if is_fresh:
             path.unlink(missing_ok=True)
         elif path.exists():
@@ -85,32 +86,44 @@ class Results:
                 self.known[result["name"]] = result
         self.lock = threading.Lock()
 
-    def get(self, name, source, is_quick):
+    def get(self, name, source):
         result = self.known.get(name)
-        if result is None or result["source"] != digest(source):
-            return None
-        if result["verdict"] != "survived":
-            return result
-        is_enough = is_quick or not result["quick"]
-        return result if is_enough and result["built"] == self.built else None
+        return result if result and result["source"] == digest(source) else None
 
-    def add(self, name, source, is_quick, verdict, by):
-        result = {"name": name, "source": digest(source), "built": self.built, "quick": is_quick,
-                  "verdict": verdict, "by": by}
+    def left(self, name, source, stages):
+        """The stages that have something to say yet about the mutant."""
+        result = self.get(name, source)
+        if result is None:
+            return stages
+        if result["verdict"] != "survived":
+            return []
+        return [stage for stage in stages if result["passed"].get(stage.name) != stage.digest]
+
+    def add(self, name, source, verdict, by, passed):
+        before = self.get(name, source) or {"passed": {}}
+        result = {"name": name, "source": digest(source), "verdict": verdict, "by": by, "passed": {
+            **before["passed"], **{stage.name: stage.digest for stage in passed}}}
         with self.lock:
             self.known[name] = result
             with self.path.open("a") as file:
                 file.write(json.dumps(result) + "\n")
-        return result
 
 
-def what_is_built(build):
-    """Digest of all sources and of the test programs."""
-    texts = [path.read_text() for layer in (*workplace.LAYERS, "foundation", "foundation/embedded")
-             for path in sorted((ROOT / layer).glob("*.*"))]
-    for program, (folder, _) in workplace.PROGRAMS.items():
-        texts.append(hashlib.sha256((build.folder / folder / program).read_bytes()).hexdigest())
-    return digest(*texts)
+def stages_by_layer(build, is_quick):
+    """For each layer the stages in the order in which its mutants meet them; each is one object,
+    wherever it stands."""
+    sources = digest(*(path.read_text()
+                       for layer in (*workplace.LAYERS, "foundation", "foundation/embedded")
+                       for path in sorted((ROOT / layer).glob("*.*"))))
+    made = {}
+    for layer in MUTATED:
+        for stage in workplace.stages_of(layer):
+            if not (stage.is_slow and is_quick):
+                program = hashlib.sha256((build.folder / stage.path).read_bytes()).hexdigest()
+                stage.digest = digest(sources, program, stage.filter)
+                made.setdefault(stage.name, stage)
+    return {layer: [made[stage.name] for stage in workplace.stages_of(layer) if stage.name in made]
+            for layer in MUTATED}
 
 
 def check_the_tools(worker, stages):
@@ -150,7 +163,7 @@ def verdict_of(worker, stages, mutant, source):
     return "survived", ""
 
 
-def try_all(wanted, workers, stages, results, is_quick):
+def try_all(wanted, workers, results):
     """Tries the mutants, each worker one at a time."""
     work, errors = queue.SimpleQueue(), []
     for item in enumerate(wanted, 1):
@@ -159,16 +172,16 @@ def try_all(wanted, workers, stages, results, is_quick):
     def serve(worker):
         while not errors:
             try:
-                number, (mutant, source) = work.get_nowait()
+                number, (mutant, source, stages) = work.get_nowait()
             except queue.Empty:
                 return
             name = making.name_of(mutant)
             try:
-                verdict, by = verdict_of(worker, stages[mutant.file.split("/")[0]], mutant, source)
+                verdict, by = verdict_of(worker, stages, mutant, source)
             except BaseException as error:
                 errors.append(error)
                 raise
-            results.add(name, source, is_quick, verdict, by)
+            results.add(name, source, verdict, by, stages if verdict == "survived" else ())
             print(f"{number}/{len(wanted)} {name}: {verdict} {by}".rstrip(), flush=True)
 
     threads = [threading.Thread(target=serve, args=(worker,)) for worker in workers]
@@ -190,7 +203,7 @@ def report(chosen, results, reasons, is_whole, is_quick):
     counts, failures, used = collections.Counter(), [], set()
     by_kind = collections.Counter()
     for mutant, lasting_name, source in chosen:
-        result = results.get(making.name_of(mutant), source, is_quick)
+        result = results.get(making.name_of(mutant), source)
         counts[result["verdict"]] += 1
         by_kind[result["by"].rpartition(": ")[2] == "time-out"] += result["verdict"] == "killed"
         if result["verdict"] != "survived":
@@ -231,20 +244,18 @@ def main():
         return 0
     reasons = read_reasons()
     build = workplace.Build(ROOT, arguments.build.resolve(), arguments.jobs)
-    results = Results(build.folder / "mutants" / "results.jsonl", what_is_built(build),
-                      arguments.fresh)
-    wanted = [(mutant, source) for mutant, _, source in chosen
-              if results.get(making.name_of(mutant), source, arguments.quick) is None]
+    results = Results(build.folder / "mutants" / "results.jsonl", arguments.fresh)
+    stages = stages_by_layer(build, arguments.quick)
+    wanted = []
+    for mutant, _, source in chosen:
+        left = results.left(making.name_of(mutant), source, stages[mutant.file.split("/")[0]])
+        if left:
+            wanted.append((mutant, source, left))
     if wanted:
         workers = [workplace.Worker(build, number) for number in range(arguments.jobs)]
-        stages = {layer: [stage for stage in workplace.stages_of(layer)
-                          if not (stage.is_slow and arguments.quick)] for layer in MUTATED}
         try:
             check_the_tools(workers[0], stages[MUTATED[0]])
-            limits = {stage.name: stage.limit for stage in stages[MUTATED[0]]}
-            for stage in stages[MUTATED[1]]:
-                stage.limit = limits[stage.name]
-            try_all(wanted, workers, stages, results, arguments.quick)
+            try_all(wanted, workers, results)
         finally:
             for worker in workers:
                 worker.close()
