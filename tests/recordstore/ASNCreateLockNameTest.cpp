@@ -118,8 +118,9 @@ TEST_F(LockName, PathThatTheMemoryDoesNotHoldTwiceIsRefused) {
     std::string const path(kLength, 'n');
     std::size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
-    rlimit const limit{pages * static_cast<std::size_t>(::getpagesize()) + kLength / 2,
-                       RLIM_INFINITY};
+    rlimit limit{};
+    EXPECT_EQ(0, ::getrlimit(RLIMIT_AS, &limit));
+    limit.rlim_cur = pages * static_cast<std::size_t>(::getpagesize()) + kLength / 2;
     EXPECT_EQ(0, ::setrlimit(RLIMIT_AS, &limit));
     EXPECT_FALSE(ASNCreateLockName(nullptr, path.c_str(), &m_name));
     EXPECT_STREQ("before", m_name);
