@@ -14,6 +14,7 @@ import hashlib
 import json
 import pathlib
 import queue
+import signal
 import sys
 import threading
 
@@ -34,8 +35,9 @@ def options():
                         help="the build folder (default: build/mutations)")
     parser.add_argument("--jobs", type=int, choices=(1, 2), default=2, help="workers")
     parser.add_argument("--every", type=int, default=1, metavar="N", help="each N-th mutant only")
-    parser.add_argument("--only", metavar="NAME",
-                        help="the mutants whose name fits, as in 'catalogue/*:drop'")
+    parser.add_argument("--only", action="append", metavar="NAME", default=[],
+                        help="the mutants whose name fits, as in 'catalogue/*:drop'; may be given "
+                             "several times")
     parser.add_argument("--quick", action="store_true",
                         help="without the tests that take seconds; what survives is not final")
     parser.add_argument("--fresh", action="store_true", help="forget what earlier runs found out")
@@ -232,10 +234,13 @@ def report(chosen, results, reasons, is_whole, is_quick):
 
 def main():
     arguments = options()
+    for ending in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(ending, signal.default_int_handler)
     found = read_mutants()
     chosen = [(mutant, name, (ROOT / mutant.file).read_text())
               for mutant, name in found[::arguments.every]
-              if not arguments.only or fnmatch.fnmatchcase(making.name_of(mutant), arguments.only)]
+              if not arguments.only or any(fnmatch.fnmatchcase(making.name_of(mutant), name)
+                                           for name in arguments.only)]
     if not chosen:
         raise SystemExit("no such mutant")
     if arguments.list:
