@@ -1,5 +1,6 @@
 #include "catalogue/ContainerInfoList.h"
 
+#include "catalogue/RunningEdit.h"
 #include "foundation/CTOOFile.h"
 
 ContainerInfoList::ContainerInfoList() = default;
@@ -17,6 +18,7 @@ ContainerInfoList& ContainerInfoList::operator=(ContainerInfoList const& other) 
   if (this == &other) {
     return *this;
   }
+  RunningEdit::Refuse("ContainerInfoList::operator=");
   m_fileName = other.m_fileName;
   IPC::CWriteLocker const locker(m_sync.Lock);
   auto from = other.m_sync.Records.begin();

@@ -109,8 +109,9 @@ class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
   SyncList* GetSyncList();
 
  private:
-  // Reads the stored name, and nothing else.
+  // They read the stored name, and nothing else.
   friend class CommonContInfoList;
+  friend class ContainerInfoEdit;
 
   void LoadRecords();
   void MergeAndWrite(bool bWaitLock);

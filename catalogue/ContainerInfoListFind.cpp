@@ -1,18 +1,14 @@
 // Looking records up and repairing a list of them.
 
-#include <functional>
-#include <set>
-
-#include "catalogue/CContainerPathCompare.h"
 #include "catalogue/ContainerInfoList.h"
-#include "foundation/CTOOFile.h"
-#include "foundation/storedev.h"
+#include "catalogue/NormalisedPath.h"
+#include "catalogue/RecordRepair.h"
+#include "catalogue/RunningEdit.h"
 #include "foundation/XTOOStatus.h"
 
 namespace {
 
 constexpr int kNoSuchRecord = 194;
-constexpr unsigned int kNotFound = 0xFFFFFFFF;
 
 ContainerInfo* FindFirst(std::list<ContainerInfo>& records, CTOOString const& path) {
   for (ContainerInfo& record : records) {
@@ -23,21 +19,12 @@ ContainerInfo* FindFirst(std::list<ContainerInfo>& records, CTOOString const& pa
   return nullptr;
 }
 
-// Whether a save drops the record. What a load drops (IsStale there) follows a rule of its own.
-bool IsToBeRemoved(CTOOString const& path) {
-  return !CTOOFile::IsExists(path) || path.FindNocase("cur_pers") != kNotFound ||
-         path.FindNocase("usrguard") != kNotFound || path.FindNocase(".lck") != kNotFound;
-}
-
 }  // namespace
 
 ContainerInfo* ContainerInfoList::FindRecord(char const* path, bool bLock) {
-  CTOOString folder;
-  CTOOString name;
-  storedev::ParseFullPath(path, nullptr, &folder, &name, nullptr);
-  CTOOString normalised;
-  storedev::MakeFullPath(normalised, folder, name, "");
+  CTOOString const normalised = NormalisedPath(path);
   if (bLock) {
+    RunningEdit::Refuse("ContainerInfoList::FindRecord");
     IPC::CReadLocker const locker(m_sync.Lock);
     return FindFirst(m_sync.Records, normalised);
   }
@@ -57,17 +44,16 @@ void ContainerInfoList::Fix(std::list<ContainerInfo>& records, bool* changed) {
   bool ignored = false;
   bool& isChanged = changed != nullptr ? *changed : ignored;
   isChanged = false;
-  // The paths of the records kept so far. They are not copied: a kept record stays where it is.
-  std::set<std::reference_wrapper<CTOOString const>, CContainerPathCompare> paths;
+  RecordRepair repair;
   for (auto record = records.begin(); record != records.end();) {
-    if (record->Path.IsEmpty() || !paths.insert(record->Path).second) {
+    RecordRepair::Verdict const verdict = repair.Judge(*record);
+    isChanged = isChanged || verdict != RecordRepair::Verdict::Keep;
+    if (verdict == RecordRepair::Verdict::Remove) {
       record = records.erase(record);
-      isChanged = true;
       continue;
     }
-    if (IsToBeRemoved(record->Path)) {
+    if (verdict == RecordRepair::Verdict::Mark) {
       record->State = ContainerInfo::StateRemoved;
-      isChanged = true;
     }
     ++record;
   }

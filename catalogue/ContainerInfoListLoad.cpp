@@ -1,6 +1,7 @@
 // Loading a catalogue, and cleaning its file once.
 
 #include "catalogue/ContainerInfoList.h"
+#include "catalogue/RunningEdit.h"
 #include "foundation/CTOOFile.h"
 #include "foundation/storedev.h"
 #include "foundation/XTOOStatus.h"
@@ -69,6 +70,7 @@ void RewriteFile(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
 }  // namespace
 
 void ContainerInfoList::Load(char const* fileName) {
+  RunningEdit::Refuse("ContainerInfoList::Load");
   if (fileName != nullptr) {
     m_fileName = fileName;
   }

@@ -2,6 +2,7 @@
 
 #include "catalogue/ContainerInfoList.h"
 #include "catalogue/RecordMerge.h"
+#include "catalogue/RunningEdit.h"
 #include "foundation/XTOOStatus.h"
 #include "recordstore/CQuasiStructFile.h"
 
@@ -60,6 +61,7 @@ bool MarkRemoved(std::list<ContainerInfo>& records, char const* path) {
 }  // namespace
 
 void ContainerInfoList::Save(bool bWaitLock) {
+  RunningEdit::Refuse("ContainerInfoList::Save");
   if (m_fileName.IsEmpty()) {
     throw XTOOStatus(kNoFileName, "ContainerInfoList", false);
   }
@@ -84,6 +86,7 @@ void ContainerInfoList::MergeAndWrite(bool bWaitLock) {
 }
 
 void ContainerInfoList::Add(char const* path) {
+  RunningEdit::Refuse("ContainerInfoList::Add");
   if (IsEmptyText(path) || FindRecord(path, true) != nullptr) {
     return;
   }
@@ -96,6 +99,7 @@ void ContainerInfoList::Add(char const* path) {
 }
 
 void ContainerInfoList::Erase(char const* path) {
+  RunningEdit::Refuse("ContainerInfoList::Erase");
   IPC::CWriteLocker const locker(m_sync.Lock);
   bool const isChanged =
       IsEmptyText(path) ? RemoveNameless(m_sync.Records) : MarkRemoved(m_sync.Records, path);

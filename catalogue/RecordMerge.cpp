@@ -44,6 +44,8 @@ void TakeOver(ContainerInfo& record, ContainerInfo& newer) {
 }
 
 // Whether the record stays, given the file's record with its path or null.
+using Rule = bool (*)(ContainerInfo& record, ContainerInfo* fromFile);
+
 bool MergeOne(ContainerInfo& record, ContainerInfo* fromFile) {
   if (fromFile == nullptr) {
     bool const isAdded = record.State == ContainerInfo::StateAdded;
@@ -56,18 +58,36 @@ bool MergeOne(ContainerInfo& record, ContainerInfo* fromFile) {
   return record.State != ContainerInfo::StateRemoved;
 }
 
-}  // namespace
+bool TakeOverOne(ContainerInfo& record, ContainerInfo* fromFile) {
+  if (record.State != ContainerInfo::StateSynced) {
+    return true;
+  }
+  if (fromFile != nullptr) {
+    TakeOver(record, *fromFile);
+  }
+  return fromFile != nullptr;
+}
 
-void MergeRecords(Records& records, Records& fileRecords) {
+void Match(Records& records, Records& fileRecords, Rule keeps) {
   Records taken;
   PathIndex index = IndexByPath(fileRecords);
   for (auto next = records.end(); next != records.begin();) {
     auto const record = std::prev(next);
-    if (MergeOne(*record, TakeLast(index, record->Path, fileRecords, taken))) {
+    if (keeps(*record, TakeLast(index, record->Path, fileRecords, taken))) {
       next = record;
     } else {
       records.erase(record);
     }
   }
   records.splice(records.end(), fileRecords);
+}
+
+}  // namespace
+
+void MergeRecords(Records& records, Records& fileRecords) {
+  Match(records, fileRecords, &MergeOne);
+}
+
+void TakeOverRecords(Records& records, Records& fileRecords) {
+  Match(records, fileRecords, &TakeOverOne);
 }

@@ -11,4 +11,8 @@
 // records.
 void MergeRecords(std::list<ContainerInfo>& records, std::list<ContainerInfo>& fileRecords);
 
+// The same for records that are not written yet: those that are StateAdded or StateRemoved stay as
+// they are, whether the file holds them or not. Strong: lack of memory changes nothing.
+void TakeOverRecords(std::list<ContainerInfo>& records, std::list<ContainerInfo>& fileRecords);
+
 #endif

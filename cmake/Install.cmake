@@ -17,8 +17,15 @@ foreach(layer foundation recordstore catalogue common)
     PATTERN embedded EXCLUDE
     PATTERN BlobReader.h EXCLUDE
     PATTERN CContainerPathCompare.h EXCLUDE
+    PATTERN EditedRecords.h EXCLUDE
+    PATTERN FileReplacement.h EXCLUDE
+    PATTERN LockedRecordFile.h EXCLUDE
+    PATTERN NormalisedPath.h EXCLUDE
+    PATTERN PathIndex.h EXCLUDE
     PATTERN RecordMerge.h EXCLUDE
+    PATTERN RecordRepair.h EXCLUDE
     PATTERN RecordShift.h EXCLUDE
+    PATTERN RunningEdit.h EXCLUDE
     PATTERN ScanAgain.h EXCLUDE)
 endforeach()
 

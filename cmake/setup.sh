@@ -32,5 +32,6 @@ install_packages() {
 }
 
 build_packages=(cmake g++ ninja-build libboost-thread-dev)
+bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev)
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
   libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux)

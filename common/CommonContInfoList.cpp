@@ -45,3 +45,5 @@ ContainerInfo& CommonContInfoList::GetRecord(char const* path, bool bLock) {
 ContainerInfoItrMgr* CommonContInfoList::GetListItrMgr() { return m_list->GetListItrMgr(); }
 
 SyncList* CommonContInfoList::GetSyncList() { return m_list->GetSyncList(); }
+
+CommonContInfoList::operator ContainerInfoList&() { return *m_list; }

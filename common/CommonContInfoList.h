@@ -39,6 +39,9 @@ class QUENDRIL_EXPORT CommonContInfoList {
   ContainerInfoItrMgr* GetListItrMgr();
   SyncList* GetSyncList();
 
+  // The catalogue itself, for a ContainerInfoEdit.
+  operator ContainerInfoList&();  // NOLINT(google-explicit-constructor): to be edited like one.
+
  private:
   std::unique_ptr<ContainerInfoList> m_list;
   CTOODateTime m_loadStamp;

@@ -57,8 +57,8 @@ class QUENDRIL_EXPORT CTOOFile : public XTOOStatus {
   // CTOODateTime(0) on failure.
   static CTOODateTime LastWriteTime(char const* name, XTOOFile const& status);
   static bool Remove(char const* name, XTOOFile const& status);
-  // Copies the content. The target appears whole or not at all; an existing one fails (EEXIST)
-  // unless `overwrite`. The last argument means nothing here.
+  // Copies the content of a file; a device is none (EINVAL). The target appears whole or not at
+  // all; an existing one fails (EEXIST) unless `overwrite`. The last argument means nothing here.
   static bool CopyFile(char const* from, char const* to, bool overwrite, XTOOFile const& status,
                        bool reserved);
 

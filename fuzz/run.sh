@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # run.sh [SECONDS [TARGET...]]: runs the fuzzers, all or those named, for that long each: first the kept
 # inputs, then new ones from a fixed seed. Without SECONDS, or for "default", QUENDRIL_FUZZ_SECONDS or
-# 5; for 0 the kept inputs alone.
+# 60; for 0 the kept inputs alone.
 #
 # The programs are those of `cmake --preset fuzz`, or in the folder QUENDRIL_FUZZ_BUILD. What is found
 # stays there as found-TARGET-...; new inputs that only reach further are thrown away.
@@ -10,7 +10,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 build=${QUENDRIL_FUZZ_BUILD:-$here/../build/fuzz/fuzz}
 seconds=${1:-default}
 if [ "$seconds" = default ]; then
-  seconds=${QUENDRIL_FUZZ_SECONDS:-5}
+  seconds=${QUENDRIL_FUZZ_SECONDS:-60}
 fi
 shift || true
 targets=("$@")

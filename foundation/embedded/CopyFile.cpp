@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "foundation/CTOOFile.h"
 #include "foundation/embedded/Descriptor.h"
@@ -84,6 +85,24 @@ class TemporaryFile {
   Descriptor m_file;
 };
 
+// A device may have no end, so only a file is copied. Returns 0 or an errno.
+int OpenSource(char const* from, Descriptor& source) {
+  Descriptor opened;
+  int const error = OpenFile(from, O_RDONLY, 0, opened);
+  if (error != 0) {
+    return error;
+  }
+  struct stat what {};
+  if (::fstat(opened.Get(), &what) != 0) {
+    return errno;
+  }
+  if (!S_ISREG(what.st_mode)) {
+    return EINVAL;
+  }
+  source = std::move(opened);
+  return 0;
+}
+
 int CopyContent(Descriptor const& from, Descriptor const& to) {
   std::unique_ptr<unsigned char[]> const block(new unsigned char[kBlockSize]);
   int error = 0;
@@ -114,7 +133,7 @@ int CopyTo(Descriptor const& source, char const* to, bool overwrite) {
 bool CTOOFile::CopyFile(char const* from, char const* to, bool overwrite, XTOOFile const& status,
                         bool /*reserved*/) {
   Descriptor source;
-  int error = OpenFile(OrEmpty(from), O_RDONLY, 0, source);
+  int error = OpenSource(OrEmpty(from), source);
   if (error != 0) {
     status.Fail(error, from);
     return false;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 
 #include "common/CommonContInfoFileCreater.h"
 #include "recordstore/ASNCreateLockName.h"
@@ -28,6 +29,8 @@ void AddByHand(World& world) {
   world.List.GetSyncList()->Records.push_back(Record(""));
 }
 
+void RemoveRecordFile(World& world) { std::filesystem::remove(world.RecordFile); }
+
 void ForgetName(World& world) { world.List.Load(""); }
 
 std::vector<SystemCall> CatalogueCalls() {
@@ -52,6 +55,8 @@ std::vector<SystemCall> CatalogueCalls() {
       {"Erase of an unknown path", false, Nothing,
        [](World& world) { world.List.Erase("/absent"); }},
       {"Erase of empty paths", false, AddByHand, [](World& world) { world.List.Erase(nullptr); }},
+      {"Fix", false, AddByHand,
+       [](World& world) { ContainerInfoList::Fix(world.List.GetSyncList()->Records, nullptr); }},
       {"assignment", false, Nothing,
        [](World& world) {
          ContainerInfoList const other(world.File.c_str());
@@ -88,7 +93,44 @@ std::vector<SystemCall> CommonCalls() {
       {"facade's Load", true, Nothing, [](World& world) { world.Facade->Load(); }},
       {"facade's Add", true, Nothing, [](World& world) { world.Facade->Add(world.Other.c_str()); }},
       {"facade's Erase", true, Nothing,
-       [](World& world) { world.Facade->Erase(world.Key.c_str()); }}};
+       [](World& world) { world.Facade->Erase(world.Key.c_str()); }},
+      {"facade's Save", true, Nothing, [](World& world) { world.Facade->Save(true); }},
+      {"facade's FindRecord", true, Nothing,
+       [](World& world) { world.Facade->FindRecord(world.Key.c_str(), true); }},
+      {"facade's GetRecord", true, Nothing,
+       [](World& world) { world.Facade->GetRecord(world.Gone.c_str(), true); }},
+      {"facade's GetFirst", true, Nothing, [](World& world) { world.Facade->GetFirst(); }}};
+}
+
+std::vector<SystemCall> StoreObjects() {
+  return {
+      {"store of a file", false, Nothing,
+       [](World& world) { CQuasiStructFile const store(world.RecordFile.c_str(), false, true); }},
+      {"copy of a store", false, Nothing,
+       [](World& world) { CQuasiStructFile const copy(world.Store); }},
+      {"assignment to a store", false, Nothing,
+       [](World& world) {
+         CQuasiStructFile other(world.RecordFile.c_str(), true, false);
+         other = world.Store;
+       }},
+      {"Init", false, Nothing, [](World& world) { world.Store.Init(); }},
+      {"PreInit", false, Nothing, [](World& world) { world.Store.PreInit(); }},
+      {"Unload", false, Nothing, [](World& world) { world.Store.Unload(); }},
+      {"LockReadFile", false, Nothing,
+       [](World& world) {
+         std::unique_ptr<IPC::CReadLocker> const locker(world.Store.LockReadFile());
+       }},
+      {"LockReadWriteFile", false, Nothing,
+       [](World& world) {
+         std::unique_ptr<IPC::CWriteLocker> const locker(world.Store.LockReadWriteFile());
+       }},
+      {"Put to a missing file", false, RemoveRecordFile,
+       [](World& world) { world.Store.Put(0, Blob("first")); }},
+      {"Add of a record to a missing file", false, RemoveRecordFile,
+       [](World& world) { world.Store.Add(Blob("first")); }},
+      {"PutList to a missing file", false, RemoveRecordFile,
+       [](World& world) { world.Store.PutList({Blob("first")}); }},
+  };
 }
 
 std::vector<SystemCall> StoreCalls() {
@@ -109,6 +151,8 @@ std::vector<SystemCall> StoreCalls() {
        [](World& world) { world.Store.IsItInFile(Blob("one"), nullptr); }},
       {"Put", false, Nothing,
        [](World& world) { world.Store.Put(0, Blob("one that is much longer")); }},
+      {"Put of a shorter one", false, Nothing, [](World& world) { world.Store.Put(0, Blob("o")); }},
+      {"Put at the end", false, Nothing, [](World& world) { world.Store.Put(-1, Blob("four")); }},
       {"Add of a record", false, Nothing, [](World& world) { world.Store.Add(Blob("four")); }},
       {"PutList", false, Nothing,
        [](World& world) {
@@ -118,8 +162,7 @@ std::vector<SystemCall> StoreCalls() {
       {"EmptyFile", false, Nothing, [](World& world) { world.Store.EmptyFile(); }},
       {"GetHeader", false, Nothing, [](World& world) { world.Store.GetHeader(); }},
       {"PutHeader", false, Nothing, [](World& world) { world.Store.PutHeader(Blob("longer")); }},
-      {"PutHeader to a missing file", false,
-       [](World& world) { std::filesystem::remove(world.RecordFile); },
+      {"PutHeader to a missing file", false, RemoveRecordFile,
        [](World& world) { world.Store.PutHeader(Blob("header")); }},
       {"CheckAndRestore", false, [](World& world) { ShiftWriteTime(world.RecordFile, 60); },
        [](World& world) { world.Store.CheckAndRestore(); }},
@@ -147,7 +190,7 @@ World::World() : Store() {
 std::vector<SystemCall> const& SystemCalls() {
   static std::vector<SystemCall> const calls = [] {
     std::vector<SystemCall> all = CatalogueCalls();
-    for (auto const& some : {CommonCalls(), StoreCalls()}) {
+    for (auto const& some : {CommonCalls(), StoreObjects(), StoreCalls()}) {
       all.insert(all.end(), some.begin(), some.end());
     }
     return all;

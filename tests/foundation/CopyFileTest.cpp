@@ -147,6 +147,15 @@ TEST_F(CopyFileTest, MissingSourceFailsAndMakesNoTarget) {
   EXPECT_EQ("old", ReadFile(m_to));
 }
 
+bool WithFileSizeLimit(rlim_t size, std::function<void()> const& body) {
+  return InProcess([&] {
+    struct rlimit const limit{size, size};
+    EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
+    body();
+    return true;
+  });
+}
+
 TEST_F(CopyFileTest, SourceThatIsNoFileFails) {
   std::filesystem::create_directory(m_folder / "folder");
   std::filesystem::create_symlink(m_folder / "loop", m_folder / "loop");
@@ -162,6 +171,13 @@ TEST_F(CopyFileTest, FifoFailsAndWaitsForNobody) {
     ExpectFailure(EEXIST, m_from, m_folder / "fifo", kKeep);
     return true;
   }));
+}
+
+// Two of them have no end; the limit of a copy that does not see it would end the process.
+TEST_F(CopyFileTest, DeviceFailsAndIsNotReadWithoutEnd) {
+  for (char const* const device : {"/dev/zero", "/dev/full", "/dev/null"}) {
+    EXPECT_TRUE(WithFileSizeLimit(65536, [&] { ExpectFailure(EINVAL, device, m_to); })) << device;
+  }
 }
 
 TEST_F(CopyFileTest, TargetThatCannotBeMadeFails) {
@@ -223,15 +239,6 @@ TEST_F(CopyFileTest, FolderThatMayNotBeWrittenFails) {
 }
 
 // Whole or not at all.
-
-bool WithFileSizeLimit(rlim_t size, std::function<void()> const& body) {
-  return InProcess([&] {
-    struct rlimit const limit{size, size};
-    EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
-    body();
-    return true;
-  });
-}
 
 TEST_F(CopyFileTest, FailureInTheMiddleLeavesNoTarget) {
   WriteFile(m_from, Pattern(300000, 1));

@@ -22,6 +22,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/LockProbe.h"
 #include "tests/support/Peer.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -464,7 +465,7 @@ TEST_F(MissingFileLock, FileInAnUnreadableFolderIsLocked) {
 // What is no fault of the path is thrown.
 
 TEST_F(MissingFileLock, LackOfDescriptorsIsThrownAndLeavesNothingHeld) {
-#ifdef __SANITIZE_ADDRESS__
+#if QUENDRIL_ADDRESS_SANITIZER
   GTEST_SKIP() << "the sanitizer itself needs descriptors to look at an object";
 #endif
   WriteFile(m_path, "content");

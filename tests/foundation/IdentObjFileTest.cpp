@@ -20,19 +20,11 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/Files.h"
 #include "tests/support/Peer.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
 
 // The sanitizers have an operator new of their own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OWN_NEW 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define OWN_NEW 0
-#endif
-#endif
-#ifndef OWN_NEW
-#define OWN_NEW 1
-#endif
+#define OWN_NEW (!QUENDRIL_ADDRESS_SANITIZER && !QUENDRIL_THREAD_SANITIZER)
 
 namespace {
 

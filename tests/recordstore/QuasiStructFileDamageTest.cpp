@@ -14,26 +14,12 @@
 
 #include "tests/recordstore/StoreHarness.h"
 #include "tests/support/LockProbe.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TempFolder.h"
-
-#ifdef __has_feature
-#define QUENDRIL_HAS_FEATURE(feature) __has_feature(feature)
-#else
-#define QUENDRIL_HAS_FEATURE(feature) 0
-#endif
 
 namespace {
 
 using testing::ElementsAre;
-
-// Those reserve more address space than any limit would leave them.
-constexpr bool kIsSanitized =
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    QUENDRIL_HAS_FEATURE(address_sanitizer) || QUENDRIL_HAS_FEATURE(thread_sanitizer)
-    true;
-#else
-    false;
-#endif
 
 struct Walk {
   unsigned int status = 0;
@@ -301,7 +287,7 @@ unsigned long AddressSpaceInUse() {
 
 TEST_F(DamagedRecordFile, LengthsThatCannotBeTrueTakeNoMemory) {
   EXPECT_TRUE(InProcess([&] {
-    if (!kIsSanitized) {
+    if (!kIsSanitized) {  // Those reserve more address space than any limit would leave them.
       rlim_t const most = AddressSpaceInUse() + 100000000;
       struct rlimit const limit{most, most};
       EXPECT_EQ(0, ::setrlimit(RLIMIT_AS, &limit));

@@ -11,18 +11,23 @@ constexpr long kNever = -1;
 
 std::atomic<long> live{0};
 thread_local long failIn = kNever;
+thread_local bool failsForEver = false;
 thread_local bool hasFailed = false;
+thread_local long balance = 0;  // Of this thread: what it made less what it freed.
+thread_local std::size_t largest = 0;
 thread_local std::function<void(void const*)> const* watcher = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
+  largest = size > largest ? size : largest;
   if (failIn == 0) {
-    failIn = kNever;
+    failIn = failsForEver ? 0 : kNever;
     hasFailed = true;
     return nullptr;
   }
   failIn -= failIn == kNever ? 0 : 1;
   void* const block = std::malloc(size == 0 ? 1 : size);
   live += block != nullptr ? 1 : 0;
+  balance += block != nullptr ? 1 : 0;
   return block;
 }
 
@@ -43,6 +48,7 @@ void Free(void* block) noexcept {
     watcher = seen;
   }
   --live;
+  --balance;
   std::free(block);
 }
 
@@ -50,8 +56,15 @@ void Free(void* block) noexcept {
 
 long LiveBlocks() { return live; }
 
-FailingAllocation::FailingAllocation(long number) {
+Allocations::Allocations() : m_before(balance) { largest = 0; }
+
+long Allocations::Outstanding() const { return balance - m_before; }
+
+std::size_t Allocations::Largest() const { return largest; }
+
+FailingAllocation::FailingAllocation(long number, Failing failing) {
   failIn = number;
+  failsForEver = failing == Failing::ForEver;
   hasFailed = false;
 }
 

@@ -15,9 +15,9 @@
 
 #include "catalogue/ContainerInfoList.h"
 #include "tests/catalogue/CatalogueFixture.h"
-#include "tests/catalogue/seams/Allocations.h"
 #include "tests/catalogue/seams/Decoder.h"
 #include "tests/catalogue/seams/Seams.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Containers.h"
 #include "tests/support/LockProbe.h"

@@ -10,8 +10,8 @@
 
 #include "catalogue/ContainerInfo.h"
 #include "foundation/XTOOStatus.h"
-#include "tests/catalogue/seams/Allocations.h"
 #include "tests/catalogue/seams/Decoder.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Bytes.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include "catalogue/ContainerInfoList.h"
 #include "recordstore/CQuasiStructFile.h"
 #include "recordstore/QuasiStructBuffer.h"
-#include "tests/catalogue/seams/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Bytes.h"
 
 namespace {

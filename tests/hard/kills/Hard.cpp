@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "foundation/IPC.h"
+#include "tests/support/Sanitizers.h"
 
 namespace {
 
@@ -16,12 +17,6 @@ constexpr auto kSoon = std::chrono::milliseconds(100);
 constexpr auto kLimit = std::chrono::seconds(5);
 
 char const* watched = "";
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSanitized = true;
-#else
-constexpr bool kIsSanitized = false;
-#endif
 
 void Bark(int /*signal*/) {
   char const text[] = "hangs: ";

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "catalogue/ContainerInfoEdit.h"
 #include "catalogue/ContainerInfoList.h"
 #include "tests/hard/kills/Hard.h"
 #include "tests/hard/kills/LinkedRecord.h"
@@ -52,15 +53,29 @@ class KillsAtRandom : public testing::Test {
     WriteFile(m_file, m_contents[0]);
   }
 
+  using Save = void (*)(ContainerInfoList& list, std::list<ContainerInfo> const& records);
+
+  static void Plainly(ContainerInfoList& list, std::list<ContainerInfo> const& records) {
+    list.GetSyncList()->Records = records;
+    list.Save(true);
+  }
+  static void WithAnEdit(ContainerInfoList& list, std::list<ContainerInfo> const& records) {
+    ContainerInfoEdit edit(list);
+    for (ContainerInfo const& record : records) {
+      edit.Erase(record.Path);
+      edit.Add(record);
+    }
+    edit.Commit();
+  }
+
   // Until the process is killed.
-  [[noreturn]] void SaveOverAndOver() {
+  [[noreturn]] void SaveOverAndOver(Save save) {
     try {
       ContainerInfoList list(m_file.c_str());
       for (;;) {
         unsigned int const number = m_board->started + 1;
-        list.GetSyncList()->Records = m_records[number % 2];
         m_board->started = number;
-        list.Save(true);
+        save(list, m_records[number % 2]);
         m_board->finished = number;
       }
     } catch (...) {
@@ -69,11 +84,11 @@ class KillsAtRandom : public testing::Test {
   }
 
   // Kills a new process at some moment and looks at what is left. False when nothing can follow.
-  bool KillOnce() {
+  bool KillOnce(Save save) {
     unsigned int const before = m_board->started;
     pid_t const process = ::fork();
     if (process == 0) {
-      SaveOverAndOver();
+      SaveOverAndOver(save);
     }
     Watchdog const watchdog("a process that saves, or the recovery from its end", kHangs);
     while (m_board->started == before) {
@@ -94,6 +109,17 @@ class KillsAtRandom : public testing::Test {
     EXPECT_NE("else", left);
     Recover(left);
     return !HasFailure();
+  }
+
+  void KillAll(std::string const& name, int kills, Save save) {
+    for (int number = 1; number <= kills && KillOnce(save); ++number) {
+      if (number % 1000 == 0) {
+        Progress(std::to_string(number) + " kills");
+      }
+    }
+    Figure(name + ": " + std::to_string(m_locks.Taken()) + " kills, " +
+           std::to_string(m_board->started) + " saves begun; left: " + Listed(m_left) +
+           "; locks later than 100 ms: " + std::to_string(m_locks.Late()));
   }
 
   std::string Classify() const {
@@ -151,15 +177,12 @@ class KillsAtRandom : public testing::Test {
 };
 
 TEST_F(KillsAtRandom, WhileItSavesLeavesAFileThatOthersGoOnWith) {
-  int const kills = HowMany(2000, 10000, 200);
-  for (int number = 1; number <= kills && KillOnce(); ++number) {
-    if (number % 1000 == 0) {
-      Progress(std::to_string(number) + " kills");
-    }
-  }
-  Figure("kills at random: " + std::to_string(m_locks.Taken()) + " kills, " +
-         std::to_string(m_board->started) + " saves begun; left: " + Listed(m_left) +
-         "; locks later than 100 ms: " + std::to_string(m_locks.Late()));
+  KillAll("kills at random", HowMany(2000, 10000, 200), &Plainly);
+}
+
+TEST_F(KillsAtRandom, WhileItEditsLeavesTheOldOrTheNewFile) {
+  KillAll("kills at random, with an edit", HowMany(500, 10000, 50), &WithAnEdit);
+  EXPECT_EQ(m_locks.Taken(), m_left["old"] + m_left["new"]);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <rapidcheck.h>
 
 #include "tests/support/Bytes.h"
+#include "tests/support/Sanitizers.h"
 
 namespace {
 
@@ -31,11 +32,8 @@ int SequenceCount() {
   if (IsWanted("few")) {
     return 50;
   }
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return IsFull() ? 5000 : 100;
-#else
-  return IsFull() ? 50000 : 1000;
-#endif
+  int const inOneRun = kIsSanitized ? 100 : 1000;
+  return IsFull() ? inOneRun * 50 : inOneRun;
 }
 
 // Shown without the steps that do nothing, which are what a failing sequence mostly shrinks to.

@@ -1,0 +1,49 @@
+#ifndef QUENDRIL_CATALOGUE_EDITEDRECORDS_H
+#define QUENDRIL_CATALOGUE_EDITEDRECORDS_H
+
+#include <list>
+#include <optional>
+#include <vector>
+
+#include "catalogue/ContainerInfo.h"
+#include "catalogue/PathIndex.h"
+
+// A catalogue's records with changes that can be taken back. What is removed is only marked until
+// Settle. The caller holds the list's lock.
+class EditedRecords {
+ public:
+  explicit EditedRecords(std::list<ContainerInfo>& records) : m_records(records) {}
+
+  // Takes in what the file holds; the changes stay.
+  void TakeOver(std::list<ContainerInfo>& fileRecords);
+
+  // False when the path is empty or there already, in its normalised form. Strong: a failure
+  // changes nothing.
+  bool Add(ContainerInfo const& record);
+  // False when there is no such record. Strong.
+  bool Erase(char const* path);
+
+  // What a save would write.
+  std::list<IdentObj> Encode();
+  // The changes are in the file: as Encode has chosen, records leave the list or are in step.
+  void Settle();
+  void TakeBack();
+
+ private:
+  struct Change {
+    PathIndex::Record record;
+    bool isNew;
+    unsigned int state;  // Before.
+  };
+
+  PathIndex& Index();
+  bool EraseNameless();
+  void Mark(PathIndex::Record record);
+
+  std::list<ContainerInfo>& m_records;
+  std::vector<Change> m_changes;
+  std::optional<PathIndex> m_index;  // Of those that are not marked; made when it is first needed.
+  std::vector<bool> m_isWritten;     // By record.
+};
+
+#endif

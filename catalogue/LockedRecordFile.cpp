@@ -1,0 +1,81 @@
+#include "catalogue/LockedRecordFile.h"
+
+#include <cerrno>
+
+#include "foundation/XTOOStatus.h"
+
+namespace {
+
+constexpr unsigned int kCleaned = 1;
+constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
+
+void ThrowUnlessZero(unsigned int code, char const* doing, CTOOString const& fileName) {
+  if (code != 0) {
+    throw XTOOStatus(static_cast<int>(code), CTOOString("ContainerInfoEdit: ") + doing + fileName,
+                     false);
+  }
+}
+
+unsigned int StatusOf(XTOOStatus const& object) {
+  return static_cast<unsigned int>(object.Status());
+}
+
+}  // namespace
+
+LockedRecordFile::LockedRecordFile(CTOOString const& fileName)
+    : m_name(fileName), m_store(fileName, true, false) {
+  MakeIfMissing(m_name);
+  m_hold.reset(m_store.LockWriteFile());
+  MakeIfMissing(m_name);  // Somebody may have removed it before the lock was ours.
+  // Who may not write the file was given a lock that excludes nobody.
+  std::unique_ptr<CTOOFile> const file(m_store.stor_Open(m_name, "r+bc", false));
+  ThrowUnlessZero(StatusOf(*file), "opening ", m_name);
+}
+
+std::list<ContainerInfo> LockedRecordFile::Read() {
+  m_version.emplace(m_name);
+  m_store.Clear();  // Whatever the scan met, somebody was just writing the file perhaps.
+  std::list<IdentObj> blobs;
+  if (!m_version->IsEmpty()) {
+    ThrowUnlessZero(m_store.GetAll(blobs), "reading ", m_name);
+  }
+  m_header = m_store.GetHeader();
+  std::list<ContainerInfo> records;
+  try {
+    for (IdentObj const& blob : blobs) {
+      records.emplace_back();
+      records.back().ReadData(blob.Data, blob.Length);
+    }
+  } catch (XTOOStatus const& status) {
+    ThrowUnlessZero(StatusOf(status), "reading ", m_name);
+  }
+  return records;
+}
+
+void LockedRecordFile::Replace(std::list<IdentObj> const& blobs) {
+  ThrowUnlessAsRead();
+  FileReplacement replacement(m_name, *m_version);
+  WriteTo(replacement.Name(), blobs);
+  ThrowUnlessAsRead();  // As late as can be.
+  replacement.PutInPlace();
+}
+
+void LockedRecordFile::ThrowUnlessAsRead() const {
+  bool const isAsRead = CTOOFile::IsExists(m_name) && FileVersion(m_name) == *m_version;
+  ThrowUnlessZero(isAsRead ? 0 : ESTALE, "somebody wrote without its lock to ", m_name);
+}
+
+void LockedRecordFile::WriteTo(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
+  QuasiStructFileBase::HeaderWords words = m_store.Words;
+  words.CleanedMark = kCleaned;
+  words.HeaderLength = m_header.Length;
+  std::unique_ptr<CTOOFile> const file(m_store.stor_Open(fileName, "r+bc", false));
+  ThrowUnlessZero(StatusOf(*file), "opening ", fileName);
+  m_store.stor_Write(file.get(), &words, sizeof words);
+  m_store.stor_Write(file.get(), m_header.Data, m_header.Length);
+  for (IdentObj const& blob : blobs) {
+    m_store.stor_WriteIdentObject(file.get(), blob, kCurrentPosition);
+  }
+  file->Close();
+  ThrowUnlessZero(StatusOf(*file), "writing ", fileName);
+}
