@@ -149,10 +149,12 @@ class _Source:
 
     def number(self, token):
         digits, suffix = re.fullmatch(r"(\w+?)([uUlL]*)", token.group().replace("'", "")).groups()
-        value = int(digits, 0)
+        is_octal = re.fullmatch("0[0-7]+", digits)
+        value = int(digits, 8 if is_octal else 0)
         for kind, other in (("one-more", value + 1), ("one-less", value - 1)):
             if other >= 0:
-                shown = hex(other) if digits[:2] in ("0x", "0X") else str(other)
+                shown = hex(other) if digits[:2] in ("0x", "0X") else \
+                    f"0{other:o}" if is_octal else str(other)
                 self.add(kind, token.start(), token.end(), shown + suffix)
 
     def conditions(self, index):
