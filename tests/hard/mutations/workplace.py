@@ -11,6 +11,7 @@ import tempfile
 import time
 
 LAYERS = ("recordstore", "catalogue", "common")
+LIBRARY = "libquendril.so.1.0.0"
 # Programs, with those of their tests that take seconds: those run only when all others have passed.
 PROGRAMS = {
     "recordstore-tests": ("tests/recordstore", "RecordShift/*:EveryHeaderLength.*:"
@@ -83,15 +84,20 @@ class Build:
                                 *PROGRAMS], check=False)
         if built.returncode != 0:
             raise SystemExit("the unmutated sources do not build")
-        self.compile = {}  # Of each source the command, without its output.
+        self.compile = {}  # Of each object file the source and the command, without its output.
         for entry in json.loads((folder / "compile_commands.json").read_text()):
             name = str(pathlib.Path(entry["file"]).relative_to(root))
             if name.split("/")[0] in LAYERS:
                 words = [word for word in shlex.split(entry["command"]) if word != "-Werror"]
-                del words[words.index("-o"):words.index("-o") + 2]
-                self.compile[name] = words + ["-w"]
-        last = must(["ninja", "-C", folder, "-t", "commands", "libquendril.so.1.0.0"]).splitlines()[-1]
-        self.link = shlex.split(last.replace(": && ", "").replace(" && :", ""))
+                made = words.index("-o")
+                self.compile[words[made + 1]] = name, words[:made] + words[made + 2:] + ["-w"]
+        # What is linked of such objects: the library, and programs that compile some themselves.
+        self.link = {}
+        for target in (LIBRARY, *(f"{place}/{name}" for name, (place, _) in PROGRAMS.items())):
+            last = must(["ninja", "-C", folder, "-t", "commands", target]).splitlines()[-1]
+            words = shlex.split(last.replace(": && ", "").replace(" && :", ""))
+            if any(word in self.compile for word in words):
+                self.link[target] = words
         self.header = self._precompile()
 
     def _precompile(self):
@@ -106,15 +112,16 @@ class Build:
         if not header.exists() or header.read_text() != text or \
                 not header.with_suffix(".h.gch").exists():
             header.write_text(text)
-            words = next(iter(self.compile.values()))
+            words = next(words for made, (_, words) in self.compile.items()
+                         if made in self.link[LIBRARY])
             words = words[:words.index("-c")] + ["-w", "-x", "c++-header", str(header)]
             must(words + ["-o", str(header) + ".gch"], cwd=self.folder)
         return header
 
-    def sources_with(self, name):
-        """The sources that read the file: itself, or those that include the header."""
+    def readers_of(self, name):
+        """The files that read the file: itself, and those that include the header."""
         if name.endswith(".cpp"):
-            return [name]
+            return {name}
         readers, found = {name}, True
         texts = {str(path.relative_to(self.root)): path.read_text()
                  for layer in LAYERS for path in (self.root / layer).glob("*.*")}
@@ -122,7 +129,7 @@ class Build:
             found = {path for path, text in texts.items() if path not in readers
                      and any(f'#include "{header}"' in text for header in readers)}
             readers |= found
-        return sorted(path for path in readers if path in self.compile)
+        return readers
 
 
 class Worker:
@@ -134,6 +141,7 @@ class Worker:
         self.folder = build.folder / "mutants" / f"worker-{number}"
         shutil.rmtree(self.folder, ignore_errors=True)
         self.sources, self.library = self.folder / "source", self.folder / "library"
+        self.programs = self.folder / "programs"  # Those that hold what is mutated.
         self.sources.mkdir(parents=True)
         self.library.mkdir()
         for layer in LAYERS:
@@ -147,27 +155,37 @@ class Worker:
         shutil.rmtree(self.temporary, ignore_errors=True)
 
     def make(self, name="", text=""):
-        """Makes the library with the file's other text; False when that is no program."""
+        """Makes the library, and the programs that hold some of it, with the file's other text;
+        False when that is no program."""
         objects, source = {}, self.sources / name
         original = source.read_text() if name else ""
+        readers = self.build.readers_of(name) if name else ()
         if name:
             source.write_text(text)
         try:
-            for unit in self.build.sources_with(name) if name else ():
-                made = self.folder / (unit.replace("/", "-") + ".o")
-                words = [word.replace(str(self.build.root / unit), str(self.sources / unit))
-                         if word.endswith(unit) else
-                         f"-I{self.sources}" if word == f"-I{self.build.root}" else word
-                         for word in self.build.compile[unit]]
-                words += ["-include", str(self.build.header), "-o", str(made)]
-                if run(words, cwd=self.build.folder).returncode != 0:
-                    return False
-                objects[f"CMakeFiles/quendril.dir/{unit}.o"] = str(made)
+            for made, (unit, words) in self.build.compile.items():
+                if unit in readers:
+                    objects[made] = str(self.folder / made.replace("/", "-"))
+                    if not self._compile(unit, words, objects[made]):
+                        return False
         finally:
             if name:
                 source.write_text(original)
-        words = [objects.get(word, word) for word in self.build.link]
-        words[words.index("-o") + 1] = str(self.library / "libquendril.so.1")
+        shutil.rmtree(self.programs, ignore_errors=True)
+        return all(self._link(target, words, objects) for target, words in self.build.link.items()
+                   if target == LIBRARY or any(word in objects for word in words))
+
+    def _compile(self, unit, words, made):
+        words = [str(self.sources / unit) if word == str(self.build.root / unit) else
+                 f"-I{self.sources}" if word == f"-I{self.build.root}" else word for word in words]
+        words += ["-include", str(self.build.header), "-o", made]
+        return run(words, cwd=self.build.folder).returncode == 0
+
+    def _link(self, target, words, objects):
+        made = self.library / "libquendril.so.1" if target == LIBRARY else self.programs / target
+        made.parent.mkdir(parents=True, exist_ok=True)
+        words = [objects.get(word, word) for word in words]
+        words[words.index("-o") + 1] = str(made)
         return run(words, cwd=self.build.folder).returncode == 0
 
     def test(self, stage, library=None):
@@ -175,8 +193,11 @@ class Worker:
         base = self.build.folder / "foundation"
         environment = {**os.environ, "TMPDIR": str(self.temporary), "QUENDRIL_HARD": "few",
                        "LD_LIBRARY_PATH": f"{library or self.library}:{base}"}
+        program = self.programs / stage.path
+        if not program.exists():
+            program = self.build.folder / stage.path
         command = ["prlimit", f"--as={MOST_MEMORY}", "--core=0", "--",
-                   str(self.build.folder / stage.path), f"--gtest_filter={stage.filter}",
+                   str(program), f"--gtest_filter={stage.filter}",
                    "--gtest_fail_fast=1", "--gtest_brief=1"]
         start = time.monotonic()
         log = self.folder / "log.txt"
