@@ -203,6 +203,15 @@ TEST(ContainerInfo, CutRecordKeepsWhatWasDecoded) {
   EXPECT_EQ(2U, almost.SubConts.size());
 }
 
+TEST(ContainerInfo, CutPathLeavesTheRecordAsItWas) {
+  ContainerInfo record;
+  ReadFrom(record, FullBytes());
+  for (std::size_t size = 0; size < Item("/other/container").size(); ++size) {
+    ExpectMalformed(record, Item("/other/container").substr(0, size));
+    EXPECT_EQ(ToHex(FullBytes()), ToHex(DataOf(record.WriteData()))) << size;
+  }
+}
+
 TEST(ContainerInfo, NullOrNoBytesAreMalformed) {
   std::vector<unsigned char> const bytes(20, 0);
   std::vector<std::pair<unsigned char const*, unsigned int>> const inputs{

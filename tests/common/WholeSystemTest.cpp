@@ -80,7 +80,8 @@ TEST(WholeSystem, CatalogueKeepsNoRecordStoreBetweenCalls) {
       }
     };
     Make(call, *world);
-    EXPECT_TRUE(locks.empty() || call.name == "Reload") << call.name;
+    // These two give the record store, which stays, a new lock.
+    EXPECT_TRUE(locks.empty() || call.name == "Reload" || call.name == "PreInit") << call.name;
   }
   EXPECT_LT(10, made);
 }

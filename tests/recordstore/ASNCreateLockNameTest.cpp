@@ -2,10 +2,12 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -96,6 +98,35 @@ TEST_F(LockName, MissingFileGetsANewEmptyOneBesideIt) {
   EXPECT_EQ("", ReadFile(name));
   EXPECT_TRUE(S_ISREG(StatOf(name).st_mode));
   EXPECT_FALSE(IsThere(m_path));
+}
+
+// Of each length that the heap may round to: the template needs room for its end, too.
+TEST_F(LockName, NameIsWholeWhateverThePathsLength) {
+  for (std::size_t length = 1; length <= 64; ++length) {
+    std::string const path = m_folder / std::string(length, 'n');
+    ASSERT_TRUE(ASNCreateLockName(nullptr, path.c_str(), &m_name)) << length;
+    ASSERT_THAT(static_cast<char const*>(m_name), MatchesRegex(path + kUniquePart));
+    ASSERT_TRUE(IsThere(static_cast<char const*>(m_name))) << length;
+  }
+}
+
+TEST_F(LockName, PathThatTheMemoryDoesNotHoldTwiceIsRefused) {
+  if (kIsSanitized) {
+    GTEST_SKIP() << "a sanitizer ends a process that has no memory left";
+  }
+  constexpr std::size_t kLength = std::size_t{64} << 20;
+  EXPECT_TRUE(InProcess([&] {
+    std::string const path(kLength, 'n');
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit limit{};
+    EXPECT_EQ(0, ::getrlimit(RLIMIT_AS, &limit));
+    limit.rlim_cur = pages * static_cast<std::size_t>(::getpagesize()) + kLength / 2;
+    EXPECT_EQ(0, ::setrlimit(RLIMIT_AS, &limit));
+    EXPECT_FALSE(ASNCreateLockName(nullptr, path.c_str(), &m_name));
+    EXPECT_STREQ("before", m_name);
+    return true;
+  }));
 }
 
 TEST_F(LockName, EveryCallMakesAFileOfItsOwn) {

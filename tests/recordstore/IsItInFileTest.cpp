@@ -132,6 +132,7 @@ TEST(IsItInFile, ARecordThatCannotBeReadEndsTheSearch) {
     long index = 77;
     EXPECT_FALSE(store.IsItInFile(Blob("a"), &index));
     EXPECT_EQ(-1, index);
+    EXPECT_EQ(2, store.ReadsTried);
     EXPECT_TRUE(store.IsItInFile(Blob("first"), &index));
     EXPECT_EQ(0, index);
   }

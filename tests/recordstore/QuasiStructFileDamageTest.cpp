@@ -256,6 +256,26 @@ TEST_F(DamagedRecordFileByHand, FailedScanKeepsWordsAndHeaderAsFarAsRead) {
   EXPECT_THAT(store.Offsets(), ElementsAre(15));
 }
 
+// Gives one byte of the header less than there is, as a disk that fails does.
+class HalfReadStore : public ExposedStore {
+ public:
+  unsigned int stor_Read(CTOOFile* file, void* buffer, unsigned int count) override {
+    unsigned int const moved = ExposedStore::stor_Read(file, buffer, count);
+    return count == SomeHeader().size() ? moved - 1 : moved;
+  }
+};
+
+TEST_F(DamagedRecordFileByHand, HeaderThatCannotBeReadEndsTheReading) {
+  MakeOldFile(m_path, SomeFile());
+  HalfReadStore store;
+  store.FileName() = m_path.c_str();
+  EXPECT_EQ(5U, store.Init());
+  EXPECT_TRUE(store.Offsets().empty());
+  std::list<IdentObj> records;
+  EXPECT_EQ(5U, store.GetAll(records));
+  EXPECT_TRUE(records.empty());
+}
+
 // Memory.
 
 unsigned long AddressSpaceInUse() {

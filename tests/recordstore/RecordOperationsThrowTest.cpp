@@ -84,7 +84,10 @@ class RecordOperationsThrow : public testing::Test {
     EXPECT_EQ(0, store.OpenHandles);
     EXPECT_EQ(descriptors, CountDescriptors());
     ExpectFree();
-    ExpectMirrorsTheFile(store);
+    // An operation that ends well relies on the time of the file that it made.
+    if (hasThrown || !m_isRemoved) {
+      ExpectMirrorsTheFile(store);
+    }
     ExpectUsable(store);
     return hasThrown;
   }
@@ -94,6 +97,14 @@ class RecordOperationsThrow : public testing::Test {
     store.Reload(m_path.c_str(), true, true);
     if (m_isChanged) {
       ShiftWriteTime(m_path, 10);
+    }
+    if (m_isRemoved) {
+      std::filesystem::remove(m_path);
+    }
+    if (m_isWithoutClock) {
+      CTOOFileTime longAgo;
+      longAgo.dwLowDateTime = 1;
+      store.WriteTime = [longAgo] { return longAgo; };
     }
   }
 
@@ -135,6 +146,8 @@ class RecordOperationsThrow : public testing::Test {
   TempFolder m_folder;
   std::string const m_path = m_folder / "records";
   bool m_isChanged = false;
+  bool m_isRemoved = false;
+  bool m_isWithoutClock = false;
   ProcessPeer m_other;
 };
 
@@ -169,6 +182,24 @@ TEST_F(RecordOperationsThrow, NothingIsLeftBehindOfTheScanOfAChangedFile) {
 TEST_F(RecordOperationsThrow, NothingIsLeftBehindOfTheMakingOfAFile) {
   for (Operation const& operation : CreatingOperations()) {
     ThrowEverywhere(operation, [] {});
+  }
+}
+
+// The file's time tells nothing of what was half done.
+TEST_F(RecordOperationsThrow, StoreScansAgainWhateverTheFilesTimeSays) {
+  m_isWithoutClock = true;
+  for (Operation const& operation : Operations()) {
+    ThrowEverywhere(operation, [&] {
+      WriteFile(m_path, kFile);
+      AgeFile(m_path);
+    });
+  }
+}
+
+TEST_F(RecordOperationsThrow, StoreScansAgainAFileThatItMadeAnew) {
+  m_isRemoved = m_isWithoutClock = true;
+  for (Operation const& operation : CreatingOperations()) {
+    ThrowEverywhere(operation, [&] { WriteFile(m_path, kFile); });
   }
 }
 

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/XTOOStatus.h"
+#include "recordstore/CQuasiStructFile.h"
 #include "tests/common/SystemCalls.h"
 #include "tests/hard/calls/FailingCalls.h"
 #include "tests/support/Bytes.h"
@@ -152,6 +153,17 @@ TEST(FailingCalls, FailTheCallThatIsMeant) {
     EXPECT_TRUE(failing.HasFailed());
     EXPECT_EQ(ENOLCK, file.Status()) << calls[static_cast<std::size_t>(number)];
   }
+}
+
+// Otherwise it would count as older than the scan, and what the store remembers as true.
+TEST(FailingCalls, FileThatIsThereWithoutATimeThrows) {
+  TempFolder const folder;
+  std::string const path = folder / "records";
+  WriteFile(path, RecordFile({"one"}));
+  CQuasiStructFile store(path.c_str(), false, false);
+  FailingCalls const failing(1, EIO, Mode::Once);
+  EXPECT_THROW(store.stor_GetLastWriteTime(path.c_str()), XTOOFile);
+  EXPECT_EQ((std::vector<std::string>{"faccessat", "stat"}), failing.Calls());
 }
 
 }  // namespace

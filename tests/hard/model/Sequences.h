@@ -13,9 +13,9 @@ using Step = std::tuple<unsigned int, unsigned int, unsigned int, unsigned int>;
 using Steps = std::vector<Step>;
 constexpr unsigned int kNumbers = 1000;
 
-// Calls `property` with 1,000 sequences of 100 steps, 50,000 with QUENDRIL_HARD=full, and fails the
-// test when it throws. What is done is below `operations`; 0 should be to do nothing. Temporary
-// folders lie in memory meanwhile, where that is possible.
+// Calls `property` with 1,000 sequences of 100 steps, 50,000 with QUENDRIL_HARD=full and 50 with
+// QUENDRIL_HARD=few, and fails the test when it throws. What is done is below `operations`; 0
+// should be to do nothing. Temporary folders lie in memory meanwhile, where that is possible.
 void CheckSequences(unsigned int operations, std::function<void(Steps const&)> const& property);
 
 // Throws, with both in hex, unless they are the same.
