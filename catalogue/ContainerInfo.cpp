@@ -125,8 +125,8 @@ ContainerInfo& ContainerInfo::operator=(ContainerInfo const& other) {
 
 IdentObj ContainerInfo::WriteData() {
   unsigned int const pathLength = Path.Length();
-  unsigned long size = ItemSize(pathLength) + ItemSize(Ident1.Length) + ItemSize(Ident2.Length) +
-                       2 * kRecordWordSize;
+  unsigned long size =
+      ItemSize(pathLength) + ItemSize(Ident1.Length) + ItemSize(Ident2.Length) + kTwoRecordWords;
   for (SubContInfo const& sub : SubConts) {
     size += ItemSize(CheckedSize(BlobSize(sub)));
   }

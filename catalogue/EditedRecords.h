@@ -32,8 +32,8 @@ class EditedRecords {
  private:
   struct Change {
     PathIndex::Record record;
-    bool isNew;
-    unsigned int state;  // Before.
+    bool isNew = false;
+    unsigned int state = ContainerInfo::StateSynced;  // Before.
   };
 
   PathIndex& Index();

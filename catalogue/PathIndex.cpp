@@ -16,10 +16,10 @@ struct Hashes {
 
 // What becomes of each byte: as a small letter, and whether folding touches it.
 struct FoldTable {
-  unsigned char small[256];
-  bool isUnfoldable[256];
+  unsigned char small[256] = {};
+  bool isUnfoldable[256] = {};
 
-  constexpr FoldTable() : small(), isUnfoldable() {
+  constexpr FoldTable() {
     for (unsigned int byte = 0; byte < 256; ++byte) {
       bool const isCapital = byte >= 'A' && byte <= 'Z';
       small[byte] = static_cast<unsigned char>(isCapital ? byte - 'A' + 'a' : byte);

@@ -13,6 +13,7 @@
 // A word is 32 bits little-endian; an item is a word N and N bytes.
 
 constexpr unsigned int kRecordWordSize = 4;
+constexpr unsigned long kTwoRecordWords = 8;
 
 inline unsigned long ItemSize(unsigned int length) {
   return kRecordWordSize + static_cast<unsigned long>(length);
@@ -20,7 +21,7 @@ inline unsigned long ItemSize(unsigned int length) {
 
 // The length of the sub-record's blob.
 inline unsigned long BlobSize(SubContInfo const& sub) {
-  return ItemSize(sub.Ident.Length) + 2 * kRecordWordSize;
+  return ItemSize(sub.Ident.Length) + kTwoRecordWords;
 }
 
 // A sink has Put(data, count).

@@ -52,7 +52,6 @@ void TakeOver(ContainerInfo& record, ContainerInfo& newer) {
   record.Ident1 = std::move(newer.Ident1);
   record.Ident2 = std::move(newer.Ident2);
   record.SubConts.swap(newer.SubConts);
-  record.State = newer.State;
 }
 
 // Whether the record stays, given the file's record with its path or null.

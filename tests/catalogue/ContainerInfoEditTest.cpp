@@ -100,6 +100,17 @@ TEST_F(CatalogueEdit, BringsTheListUpToWhatTheFileHolds) {
   EXPECT_THAT(StatesIn(list), ElementsAre(0, 0, 0));
 }
 
+TEST_F(CatalogueEdit, RecordsOfOnePathAreTakenOverOneByOne) {
+  std::string const path = Container("key");
+  Write(RecordFile(0, 1, "", {ContainerBytes(path, "", "", 1), ContainerBytes(path, "", "", 2)}));
+  ContainerInfoList list(File());
+  Write(RecordFile(0, 1, "",
+                   {ContainerBytes(path, "", "", 3), ContainerBytes(path, "", "", 4),
+                    ContainerBytes(path, "", "", 5)}));
+  ContainerInfoEdit const edit(list);
+  EXPECT_THAT(ParamsIn(list), ElementsAre(4, 5, 3));
+}
+
 TEST_F(CatalogueEdit, RecordsWithBlobsAndSubRecordsAreWrittenWhole) {
   std::string const path = Container("key");
   ContainerInfo record = Record(path, ContainerInfo::StateRemoved, 77);

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include "catalogue/ContainerInfoEdit.h"
 #include "common/CommonContInfoFileCreater.h"
 #include "recordstore/ASNCreateLockName.h"
 #include "tests/support/Bytes.h"
@@ -73,6 +74,35 @@ std::vector<SystemCall> CatalogueCalls() {
       {"GetItrForThread", false, Nothing, [](World& world) { world.List.GetItrForThread(1); }},
       {"RemoveItrForThread", false, Nothing,
        [](World& world) { world.List.RemoveItrForThread(1); }}};
+}
+
+void AddAndCommit(ContainerInfoList& list, World& world) {
+  ContainerInfoEdit edit(list);
+  edit.Add(world.Other.c_str());
+  edit.Commit();
+}
+
+std::vector<SystemCall> EditCalls() {
+  auto const add = [](World& world) { AddAndCommit(world.List, world); };
+  return {
+      {"edit that adds", false, Nothing, add},
+      {"edit that erases", false, Nothing,
+       [](World& world) {
+         ContainerInfoEdit edit(world.List);
+         edit.Erase(world.Key.c_str());
+         edit.Commit();
+       }},
+      {"edit that is given up", false, Nothing,
+       [](World& world) {
+         ContainerInfoEdit edit(world.List);
+         edit.Add(world.Other.c_str());
+         edit.Erase(world.Key.c_str());
+       }},
+      {"edit of a list with changes", false, AddByHand, add},
+      {"edit of a damaged file", false, DamageFile, add},
+      {"edit of a missing file", false, RemoveFile, add},
+      {"edit without a name", false, ForgetName, add},
+      {"facade's edit", true, Nothing, [](World& world) { AddAndCommit(*world.Facade, world); }}};
 }
 
 std::vector<SystemCall> CommonCalls() {
@@ -190,7 +220,7 @@ World::World() : Store() {
 std::vector<SystemCall> const& SystemCalls() {
   static std::vector<SystemCall> const calls = [] {
     std::vector<SystemCall> all = CatalogueCalls();
-    for (auto const& some : {CommonCalls(), StoreObjects(), StoreCalls()}) {
+    for (auto const& some : {EditCalls(), CommonCalls(), StoreObjects(), StoreCalls()}) {
       all.insert(all.end(), some.begin(), some.end());
     }
     return all;

@@ -113,7 +113,10 @@ std::set<std::string> DynamicNames() {
 
 TEST(WholeSystemWrites, AsksTheSystemForNothingElse) {
   std::set<std::string> const names = DynamicNames();
-  for (char const* const name : {"access", "open", "close", "ftok", "mkstemp", "pthread_self"}) {
+  for (char const* const name :
+       {"access", "open", "close", "ftok", "mkstemp", "pthread_self",
+        // An edit puts a file in another's place.
+        "stat", "realpath", "fchown", "fchmod", "rename", "unlink", "getpid"}) {
     EXPECT_EQ(1U, names.count(name)) << name;
   }
   for (char const* const name : {"getenv",
@@ -133,10 +136,8 @@ TEST(WholeSystemWrites, AsksTheSystemForNothingElse) {
                                  "creat",
                                  "read",
                                  "write",
-                                 "rename",
                                  "link",
                                  "symlink",
-                                 "unlink",
                                  "remove",
                                  "mkdir",
                                  "rmdir",

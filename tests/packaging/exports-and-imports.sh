@@ -22,7 +22,7 @@ $difference"
 
 classes=$(echo "$exported" | grep -oE '^[A-Za-z]+' | grep -vE '^(typeinfo|vtable)$' | sort -u | xargs)
 expected="ASNCreateLockName CQuasiStructFile CommonContInfoFileCreater CommonContInfoList ContainerInfo \
-ContainerInfoItrMgr ContainerInfoList QuasiStructBuffer QuasiStructFileBase SubContInfo"
+ContainerInfoEdit ContainerInfoItrMgr ContainerInfoList QuasiStructBuffer QuasiStructFileBase SubContInfo"
 [ "$classes" = "$(echo "$expected" | xargs -n1 | sort | xargs)" ] || fail "exported: $classes"
 
 needed=$(readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')

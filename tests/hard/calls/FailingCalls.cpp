@@ -121,6 +121,16 @@ int stat(char const* path, struct stat* what) noexcept {
   return Unless(FailureOf("stat"), [&] { return real(path, what); });
 }
 
+int fchmod(int file, mode_t mode) noexcept {
+  static auto* const real = NextSymbol<int(int, mode_t)>("fchmod");
+  return Unless(FailureOf("fchmod"), [&] { return real(file, mode); });
+}
+
+int fchown(int file, uid_t owner, gid_t group) noexcept {
+  static auto* const real = NextSymbol<int(int, uid_t, gid_t)>("fchown");
+  return Unless(FailureOf("fchown"), [&] { return real(file, owner, group); });
+}
+
 int ftruncate(int file, off_t length) noexcept {
   static auto* const real = NextSymbol<int(int, off_t)>("ftruncate");
   return Unless(FailureOf("ftruncate"), [&] { return real(file, length); });
