@@ -38,7 +38,8 @@ struct SyncList {
 // count as empty.
 //
 // Threads: Load, Add, Erase and assignment take the list's lock exclusively; FindRecord and
-// GetRecord shared when asked; the walks take none.
+// GetRecord shared when asked; the walks take none. In a thread that is inside a ContainerInfoEdit
+// all that would lock or save throws EDEADLK.
 class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
  public:
   // No file name, no records.

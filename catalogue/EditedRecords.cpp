@@ -89,20 +89,18 @@ PathIndex& EditedRecords::Index() {
 std::list<IdentObj> EditedRecords::Encode() {
   RecordRepair repair(m_records.size());
   std::list<IdentObj> blobs;
-  m_isWritten.clear();
+  std::vector<bool> isWritten;
   for (ContainerInfo& record : m_records) {
-    bool const isWritten =
-        !IsRemoved(record) && repair.Judge(record) == RecordRepair::Verdict::Keep;
-    m_isWritten.push_back(isWritten);
-    if (isWritten) {
+    isWritten.push_back(!IsRemoved(record) && repair.Judge(record) == RecordRepair::Verdict::Keep);
+    if (isWritten.back()) {
       blobs.push_back(record.WriteData());
     }
   }
+  m_isWritten.swap(isWritten);
   return blobs;
 }
 
 void EditedRecords::Settle() {
-  m_index.reset();
   m_changes.clear();
   auto isWritten = m_isWritten.cbegin();
   for (auto record = m_records.begin(); record != m_records.end();) {
@@ -116,7 +114,6 @@ void EditedRecords::Settle() {
 }
 
 void EditedRecords::TakeBack() {
-  m_index.reset();
   for (auto change = m_changes.rbegin(); change != m_changes.rend(); ++change) {
     if (change->isNew) {
       // cppcheck-suppress mismatchingContainerIterator ; it was spliced into them
@@ -125,5 +122,4 @@ void EditedRecords::TakeBack() {
       change->record->State = change->state;
     }
   }
-  m_changes.clear();
 }

@@ -26,6 +26,7 @@ class EditedRecords {
   // What a save would write.
   std::list<IdentObj> Encode();
   // The changes are in the file: as Encode has chosen, records leave the list or are in step.
+  // Nothing but the destructor may follow; so it is with TakeBack.
   void Settle();
   void TakeBack();
 

@@ -213,6 +213,26 @@ TEST_F(CatalogueEditFails, AFileThatChangedUnderItsLockIsToldAndTakenInWhenItIsT
   }
 }
 
+TEST_F(CatalogueEditFails, WhatTheFileHoldsMeanwhileIsKnownToTheEdit) {
+  std::string const theirs = Container("theirs");
+  ContainerInfoList list(File());
+  ContainerInfoEdit edit(list);
+  edit.Add(m_new.c_str());
+  WriteFile(m_file, CatalogueFile(1, {theirs}));
+  ExpectCommitFails(list, edit, ESTALE, "wrote", m_file);
+  // The second try takes in what is there, and fails for another reason.
+  std::filesystem::create_directory(m_file + ".edit");
+  EXPECT_THROW(edit.Commit(), XTOOStatus);
+  std::filesystem::remove(m_file + ".edit");
+  EXPECT_EQ((Paths{m_new, theirs}), PathsIn(list));
+  EXPECT_FALSE(edit.Add(theirs.c_str()));
+  EXPECT_FALSE(edit.Erase(m_path.c_str()));
+  EXPECT_TRUE(edit.Add(m_path.c_str()));
+  EXPECT_TRUE(edit.Erase(theirs.c_str()));
+  edit.Commit();
+  EXPECT_EQ(CatalogueFile(1, {m_new, m_path}), FileBytes());
+}
+
 TEST_F(CatalogueEditFails, TheSecondCommitTakesTheLockOfTheFileThatIsThereNow) {
   ContainerInfoList list(File());
   ContainerInfoEdit edit(list);

@@ -265,6 +265,23 @@ TEST_F(CatalogueEdit, TheFileKeepsItsRightsItsOwnerAndItsGroup) {
   EXPECT_EQ(before.st_gid, after.st_gid);
 }
 
+TEST_F(CatalogueEdit, RightsBeyondThoseOfUsersStayToo) {
+  Write(CatalogueFile(1, {}));
+  ASSERT_EQ(0, ::chmod(File(), 01640));
+  mode_t const before = StatOf(m_file).st_mode;
+  ContainerInfoList list(File());
+  ContainerInfoEdit(list).Commit();
+  EXPECT_EQ(before, StatOf(m_file).st_mode);
+}
+
+TEST_F(CatalogueEdit, AMissingFileIsMadeWithTheRightsOfAnyNewFile) {
+  mode_t const mask = ::umask(022);
+  ContainerInfoList list(File());
+  { ContainerInfoEdit const edit(list); }
+  ::umask(mask);
+  EXPECT_EQ(0644U, StatOf(m_file).st_mode & 07777U);
+}
+
 TEST_F(CatalogueEdit, ALinkStaysALink) {
   std::string const path = Container("key");
   Write(CatalogueFile(1, {}));
