@@ -1,7 +1,5 @@
 #include "catalogue/ContainerInfoEdit.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <utility>
 
@@ -31,11 +29,9 @@ class ContainerInfoEdit::Work {
   ~Work() { m_records.TakeBack(); }
 
   EditedRecords& Records() { return m_records; }
+  bool IsInherited() const { return m_running.IsInherited(); }
 
   void Commit() {
-    if (m_process != ::getpid()) {
-      throw XTOOStatus(EPERM, "ContainerInfoEdit: committed in a forked child", false);
-    }
     if (!m_file) {
       TakeOverFile();
     }
@@ -68,13 +64,17 @@ class ContainerInfoEdit::Work {
   CTOOString m_name;
   EditedRecords m_records;
   std::unique_ptr<LockedRecordFile> m_file;  // None after it was found changed.
-  pid_t const m_process = ::getpid();
 };
 
 ContainerInfoEdit::ContainerInfoEdit(ContainerInfoList& list)
     : m_work(std::make_unique<Work>(list)) {}
 
-ContainerInfoEdit::~ContainerInfoEdit() = default;
+ContainerInfoEdit::~ContainerInfoEdit() {
+  // A forked child holds neither lock, and the list's cannot be ended there.
+  if (m_work && m_work->IsInherited()) {
+    static_cast<void>(m_work.release());
+  }
+}
 
 bool ContainerInfoEdit::Add(char const* path) {
   ContainerInfo record;
@@ -94,6 +94,9 @@ void ContainerInfoEdit::Commit() {
 ContainerInfoEdit::Work& ContainerInfoEdit::Running() {
   if (!m_work) {
     throw XTOOStatus(EINVAL, "ContainerInfoEdit: it was committed already", false);
+  }
+  if (m_work->IsInherited()) {
+    throw XTOOStatus(EPERM, "ContainerInfoEdit: used in a forked child", false);
   }
   return *m_work;
 }

@@ -45,7 +45,8 @@ class QUENDRIL_EXPORT ContainerInfoList : public ContainerInfoItrMgr {
   // No file name, no records.
   ContainerInfoList();
   // Loads the file if it exists and is not empty; otherwise keeps the name for a later save. Throws
-  // an XTOOFile when `fileName` names a folder, or a file that vanishes just then.
+  // as Load does, and an XTOOFile when `fileName` names a folder, or a file that vanishes just
+  // then.
   explicit ContainerInfoList(char const* fileName);
   ContainerInfoList(ContainerInfoList const&) = delete;
   // Saves nothing.

@@ -23,7 +23,7 @@ class EditedRecords {
   // False when there is no such record. Strong.
   bool Erase(char const* path);
 
-  // What a save would write.
+  // What is to be written, repaired as Fix does it.
   std::list<IdentObj> Encode();
   // The changes are in the file: as Encode has chosen, records leave the list or are in step.
   // Nothing but the destructor may follow; so it is with TakeBack.

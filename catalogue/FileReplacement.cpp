@@ -14,6 +14,7 @@
 namespace {
 
 constexpr mode_t kAllRights = 07777;
+constexpr unsigned int kUnchanged = 0xFFFFFFFF;
 
 [[noreturn]] void Throw(int error, char const* doing, CTOOString const& fileName) {
   throw XTOOStatus(error, CTOOString("ContainerInfoEdit: ") + doing + " " + fileName, false);
@@ -64,14 +65,18 @@ bool FileVersion::operator==(FileVersion const& other) const {
 }
 
 FileReplacement::FileReplacement(CTOOString const& fileName, FileVersion const& old)
-    : m_target(RealPath(fileName)), m_name(m_target + ".edit") {
+    : m_target(RealPath(fileName)), m_name(m_target + ".quendril-edit") {
   ::unlink(m_name);  // What a process that was killed has left.
   int const file = MakeFile(m_name, 0600);
   if (file < 0) {
     Throw(errno, "making", m_name);
   }
-  static_cast<void>(::fchown(file, old.m_what.st_uid, old.m_what.st_gid) != 0);
-  int const error = ::fchmod(file, old.m_what.st_mode & kAllRights) != 0 ? errno : 0;
+  // One by one: a user may give a file to a group of his own, but not to another user.
+  bool const hasGroup = ::fchown(file, kUnchanged, old.m_what.st_gid) == 0;
+  static_cast<void>(::fchown(file, old.m_what.st_uid, kUnchanged) != 0);
+  // What the old group might do is not for another one.
+  mode_t const rights = old.m_what.st_mode & (hasGroup ? kAllRights : kAllRights & ~S_IRWXG);
+  int const error = ::fchmod(file, rights) != 0 ? errno : 0;
   ::close(file);
   if (error != 0) {
     ::unlink(m_name);

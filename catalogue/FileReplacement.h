@@ -11,13 +11,15 @@
 // Never empties a file that somebody else makes at the same moment.
 void MakeIfMissing(CTOOString const& fileName);
 
-// Which file a name stood for, and in which state, at one moment. Any writing shows.
+// Which file a name stood for, and in which state, at one moment. Writing shows, but for as many
+// bytes within one tick of the kernel's clock.
 class FileVersion {
  public:
   explicit FileVersion(CTOOString const& fileName);
 
   bool operator==(FileVersion const& other) const;
   bool IsEmpty() const { return m_what.st_size == 0; }
+  bool IsFile() const { return S_ISREG(m_what.st_mode); }
 
  private:
   friend class FileReplacement;
@@ -25,11 +27,13 @@ class FileVersion {
   struct stat m_what {};
 };
 
-// A new empty file NAME.edit beside an existing one, to be written and then put in its place.
+// A new empty file NAME.quendril-edit beside an existing one, to be written and then put in its
+// place.
 class FileReplacement {
  public:
-  // The new file has the rights of the old one, and its owner and group where this user may give
-  // them. A link is followed: it is not the link that is replaced.
+  // The new file has the rights of the old one, and its owner and its group where this user may
+  // give them; rights of a group that it cannot have go. A link is followed: it is not the link
+  // that is replaced.
   FileReplacement(CTOOString const& fileName, FileVersion const& old);
   FileReplacement(FileReplacement const&) = delete;
   FileReplacement& operator=(FileReplacement const&) = delete;

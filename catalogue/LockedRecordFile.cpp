@@ -30,6 +30,9 @@ LockedRecordFile::LockedRecordFile(CTOOString const& fileName)
   // Who may not write the file was given a lock that excludes nobody.
   std::unique_ptr<CTOOFile> const file(m_store.stor_Open(m_name, "r+bc", false));
   ThrowUnlessZero(StatusOf(*file), "opening ", m_name);
+  // A device or a FIFO cannot be locked, and must not be replaced.
+  ThrowUnlessZero(FileVersion(m_name).IsFile() ? 0 : EINVAL,
+                  "no file that could be replaced: ", m_name);
 }
 
 std::list<IdentObj> LockedRecordFile::Read() {

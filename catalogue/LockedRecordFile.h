@@ -15,7 +15,8 @@
 // XTOOStatus with the file and what was being done to it in its text.
 class LockedRecordFile {
  public:
-  // Makes an empty file if there is none. Blocks. Throws when the file may not be written.
+  // Makes an empty file if there is none. Blocks. Throws when the file may not be written, EINVAL
+  // for what is no file.
   explicit LockedRecordFile(CTOOString const& fileName);
 
   // The file's records' blobs. Throws when it is damaged.

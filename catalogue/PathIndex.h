@@ -12,7 +12,8 @@
 //
 // How the base library folds case is its own affair; it tells only whether two texts are equal. So
 // records are gathered by what no folding touches, the bytes of a path that are ASCII but no
-// letters, and compared one by one there. Two paths that are ASCII throughout are equal only if
+// letters, and compared one by one there; so names that differ in letters alone take a walk. Two
+// paths that are ASCII throughout are equal only if
 // they are so with ASCII's own small letters, which a hash tells nearly always.
 class PathIndex {
  public:

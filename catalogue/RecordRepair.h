@@ -1,9 +1,10 @@
 #ifndef QUENDRIL_CATALOGUE_RECORDREPAIR_H
 #define QUENDRIL_CATALOGUE_RECORDREPAIR_H
 
-#include <string_view>
+#include <functional>
 #include <unordered_set>
 
+#include "catalogue/CContainerPathCompare.h"
 #include "catalogue/ContainerInfo.h"
 
 // What is wrong with the records of one list, judged one after the other from its front.
@@ -22,8 +23,19 @@ class RecordRepair {
   Verdict Judge(ContainerInfo const& record);
 
  private:
-  // The paths of the records so far, byte by byte. They are not copied.
-  std::unordered_set<std::string_view> m_paths;
+  using Path = std::reference_wrapper<CTOOString const>;
+  struct Hash {
+    std::size_t operator()(CTOOString const& path) const;
+  };
+  struct IsSame {
+    bool operator()(CTOOString const& first, CTOOString const& second) const {
+      CContainerPathCompare const isBefore;
+      return !isBefore(first, second) && !isBefore(second, first);
+    }
+  };
+
+  // The paths of the records so far. They are not copied.
+  std::unordered_set<Path, Hash, IsSame> m_paths;
 };
 
 #endif

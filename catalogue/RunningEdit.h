@@ -14,6 +14,12 @@ class RunningEdit {
   RunningEdit(RunningEdit const&) = delete;
   RunningEdit& operator=(RunningEdit const&) = delete;
   ~RunningEdit();
+
+  // Whether this process was forked since.
+  bool IsInherited() const;
+
+ private:
+  int const m_process;
 };
 
 #endif

@@ -46,7 +46,7 @@ class CatalogueEditFails : public CatalogueFixture {
     }
     EXPECT_EQ(before, PathsIn(list));
     EXPECT_EQ(states, StatesIn(list));
-    EXPECT_FALSE(IsThere(m_file + ".edit"));
+    EXPECT_FALSE(IsThere(m_file + ".quendril-edit"));
   }
 
   std::string const m_path = Container("key");
@@ -64,7 +64,7 @@ TEST_F(CatalogueEditFails, AFileThatGrowsTooLargeIsToldAndTriedAgain) {
     ::getrlimit(RLIMIT_FSIZE, &limit);
     limit.rlim_cur = 30;
     ::setrlimit(RLIMIT_FSIZE, &limit);
-    ExpectCommitFails(list, edit, EFBIG, "writing", m_file + ".edit");
+    ExpectCommitFails(list, edit, EFBIG, "writing", m_file + ".quendril-edit");
     ExpectUntouched();
     EXPECT_EQ(Lock::Exclusive, FileLockOf(m_file));
     limit.rlim_cur = limit.rlim_max;
@@ -79,7 +79,7 @@ TEST_F(CatalogueEditFails, AFileThatGrowsTooLargeIsToldAndTriedAgain) {
 TEST_F(CatalogueEditFails, AfterAFailureTheEditCanBeGivenUp) {
   ContainerInfoList list(File());
   {
-    std::filesystem::create_directory(m_file + ".edit");
+    std::filesystem::create_directory(m_file + ".quendril-edit");
     ContainerInfoEdit edit(list);
     edit.Add(m_new.c_str());
     edit.Erase(m_path.c_str());
@@ -97,7 +97,7 @@ TEST_F(CatalogueEditFails, AFolderThatMayNotBeWrittenIsTold) {
     ContainerInfoList list(File());
     ContainerInfoEdit edit(list);
     edit.Add(m_new.c_str());
-    ExpectCommitFails(list, edit, EACCES, "making", m_file + ".edit");
+    ExpectCommitFails(list, edit, EACCES, "making", m_file + ".quendril-edit");
   }));
   ExpectUntouched();
   ASSERT_EQ(0, ::chmod(m_folder.Path().c_str(), 0755));
@@ -221,9 +221,9 @@ TEST_F(CatalogueEditFails, WhatTheFileHoldsMeanwhileIsKnownToTheEdit) {
   WriteFile(m_file, CatalogueFile(1, {theirs}));
   ExpectCommitFails(list, edit, ESTALE, "wrote", m_file);
   // The second try takes in what is there, and fails for another reason.
-  std::filesystem::create_directory(m_file + ".edit");
+  std::filesystem::create_directory(m_file + ".quendril-edit");
   EXPECT_THROW(edit.Commit(), XTOOStatus);
-  std::filesystem::remove(m_file + ".edit");
+  std::filesystem::remove(m_file + ".quendril-edit");
   EXPECT_EQ((Paths{m_new, theirs}), PathsIn(list));
   EXPECT_FALSE(edit.Add(theirs.c_str()));
   EXPECT_FALSE(edit.Erase(m_path.c_str()));

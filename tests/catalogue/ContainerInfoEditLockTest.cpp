@@ -199,6 +199,7 @@ TEST_F(CatalogueEditLocks, ItsOwnThreadIsRefusedWhatWouldHang) {
     EXPECT_THAT(Refusal([&] { asked->FindRecord("/any", true); }), HasSubstr("FindRecord"));
     EXPECT_THAT(Refusal([&] { asked->GetRecord("/any", true); }), HasSubstr("FindRecord"));
     EXPECT_THAT(Refusal([&] { *asked = ContainerInfoList(); }), HasSubstr("operator="));
+    EXPECT_THAT(Refusal([&] { ContainerInfoList const made(File()); }), HasSubstr("Load"));
     EXPECT_STREQ(m_new.c_str(), list.GetRecord(m_new.c_str(), false).Path);
     EXPECT_EQ(m_path, list.GetFirst());
     EXPECT_EQ(m_new, list.GetNext());
@@ -237,7 +238,15 @@ TEST_F(CatalogueEditLocks, AForkedChildHoldsNothingAndCommitsNothing) {
     } catch (XTOOStatus const& status) {
       EXPECT_EQ(EPERM, status.Status());
     }
+    EXPECT_THROW(edit->Add("/any"), XTOOStatus);
+    EXPECT_THROW(edit->Erase("/any"), XTOOStatus);
+    EXPECT_EQ((Paths{m_path, m_new}), PathsIn(list));
     edit.reset();
+    EXPECT_EQ((Paths{m_path, m_new}), PathsIn(list));
+    // A list of its own is none of the edit's affair. The file is locked by the parent.
+    ContainerInfoList own((m_file + "-own").c_str());
+    own.Add(m_path.c_str());
+    EXPECT_EQ(Paths{m_path}, PathsInFile(m_file + "-own"));
     return true;
   }));
   EXPECT_EQ(Lock::Exclusive, FileLockOf(m_file));
@@ -246,8 +255,8 @@ TEST_F(CatalogueEditLocks, AForkedChildHoldsNothingAndCommitsNothing) {
   EXPECT_EQ(CatalogueFile(1, {m_path, m_new}), FileBytes());
 }
 
-// Every public operation against every other, in threads that share one list and in threads with a
-// list each.
+// Every operation that locks against every other, in threads that share one list and in threads
+// with a list each. Save(true) is not for a list that others use, since it only waits for the lock.
 class CatalogueEditPairs : public CatalogueFixture, public testing::WithParamInterface<bool> {};
 
 TEST_P(CatalogueEditPairs, NoTwoOperationsWaitForEachOther) {
@@ -255,7 +264,6 @@ TEST_P(CatalogueEditPairs, NoTwoOperationsWaitForEachOther) {
   using Call = std::function<void(ContainerInfoList&)>;
   std::vector<Call> const calls = {
       [&](ContainerInfoList& list) { list.Load(nullptr); },
-      [&](ContainerInfoList& list) { list.Save(true); },
       [&](ContainerInfoList& list) { list.Add(path.c_str()); },
       [&](ContainerInfoList& list) { list.Erase(path.c_str()); },
       [&](ContainerInfoList& list) { list.FindRecord(path.c_str(), true); },

@@ -2,6 +2,7 @@
 
 #include "catalogue/ContainerInfoEdit.h"
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -265,6 +266,46 @@ TEST_F(CatalogueEdit, TheFileKeepsItsRightsItsOwnerAndItsGroup) {
   EXPECT_EQ(before.st_gid, after.st_gid);
 }
 
+// As a user who is in these groups beside his own; the file is root's and of group 2.
+class CatalogueEditOfAUser : public CatalogueEdit {
+ protected:
+  struct stat CommitAs(std::vector<gid_t> const& groups, mode_t rights) {
+    Write(CatalogueFile(1, {}));
+    EXPECT_EQ(0, ::chown(File(), 0, 2));
+    EXPECT_EQ(0, ::chmod(File(), rights));
+    EXPECT_EQ(0, ::chmod(m_folder.Path().c_str(), 0777));
+    EXPECT_TRUE(InProcess([&] {
+      constexpr unsigned int kNobody = 65534;
+      EXPECT_EQ(0, ::setgroups(groups.size(), groups.data()));
+      EXPECT_EQ(0, ::setresgid(kNobody, kNobody, kNobody));
+      EXPECT_EQ(0, ::setresuid(kNobody, kNobody, kNobody));
+      ContainerInfoList list(File());
+      ContainerInfoEdit(list).Commit();
+      return true;
+    }));
+    return StatOf(m_file);
+  }
+};
+
+TEST_F(CatalogueEditOfAUser, TheGroupStaysWhereTheUserIsInIt) {
+  if (!IsRoot()) {
+    GTEST_SKIP() << "only root can become somebody else";
+  }
+  struct stat const after = CommitAs({2}, 0660);
+  EXPECT_EQ(2U, after.st_gid);
+  EXPECT_EQ(65534U, after.st_uid);
+  EXPECT_EQ(0660U, after.st_mode & 07777U);
+}
+
+TEST_F(CatalogueEditOfAUser, RightsOfAGroupThatCannotStayGo) {
+  if (!IsRoot()) {
+    GTEST_SKIP() << "only root can become somebody else";
+  }
+  struct stat const after = CommitAs({}, 0666);
+  EXPECT_EQ(65534U, after.st_gid);
+  EXPECT_EQ(0606U, after.st_mode & 07777U);
+}
+
 TEST_F(CatalogueEdit, RightsBeyondThoseOfUsersStayToo) {
   Write(CatalogueFile(1, {}));
   ASSERT_EQ(0, ::chmod(File(), 01640));
@@ -297,7 +338,7 @@ TEST_F(CatalogueEdit, ALinkStaysALink) {
 
 TEST_F(CatalogueEdit, LeavesNothingBesideTheFileAndReplacesWhatAKilledOneLeft) {
   std::string const path = Container("key");
-  WriteFile(m_file + ".edit", std::string(1000, 'x'));
+  WriteFile(m_file + ".quendril-edit", std::string(1000, 'x'));
   ContainerInfoList list(File());
   ContainerInfoEdit edit(list);
   edit.Add(path.c_str());

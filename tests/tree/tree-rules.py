@@ -25,7 +25,7 @@ SYSTEM_HEADERS = {
     "common/CommonContInfoFileCreater.cpp": {"fcntl.h", "sys/ipc.h", "unistd.h"},
     "recordstore/ASNCreateLockName.cpp": {"unistd.h"},
     "recordstore/QuasiStructFileScan.cpp": {"unistd.h"},
-    "catalogue/ContainerInfoEdit.cpp": {"unistd.h"},
+    "catalogue/RunningEdit.cpp": {"unistd.h"},
     "catalogue/FileReplacement.cpp": {"fcntl.h", "unistd.h"},
     "catalogue/FileReplacement.h": {"sys/stat.h"},
 }

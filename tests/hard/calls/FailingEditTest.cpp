@@ -1,4 +1,4 @@
-// Every system call of an edit fails in turn: the file is the old one or the new one, a failure is
+// Every system call of a commit fails in turn: the file is the old one or the new one, a failure is
 // told, and the same edit can be tried again.
 
 #include <cerrno>

@@ -63,7 +63,34 @@ std::vector<OperationOn<EditSubject>> EditOperations() {
 }
 
 std::map<std::string, std::vector<std::string>> const& ExpectedOutcomes() {
-  static std::map<std::string, std::vector<std::string>> const expected{};
+  static std::map<std::string, std::vector<std::string>> const expected{
+      {"full disk", {"begun=: begin", "!28=: commit"}},
+      {"read-only mount", {"!EROFS=: begin commit"}},
+      {"file size limit", {"begun=: begin", "!EFBIG=: commit"}},
+      {"no descriptor left", {"!EMFILE=: begin commit"}},
+      {"one descriptor left", {"!EMFILE=: begin commit"}},
+      {"two descriptors left", {"begun=: begin", "done+: commit"}},
+      {"file that may not be read", {"!EACCES=: begin commit"}},
+      {"file that may not be written", {"!EACCES=: begin commit"}},
+      {"file that may not be used", {"!EACCES=: begin commit"}},
+      {"folder that may not be searched", {"!EACCES=: begin commit"}},
+      {"folder that may not be written", {"begun=: begin", "!EACCES=: commit"}},
+      {"folder that may not be used", {"!EACCES=: begin commit"}},
+      {"file removed", {"begun*: begin", "done*: commit"}},
+      {"folder in the file's place", {"!EISDIR=: begin commit"}},
+      {"FIFO in the file's place", {"!ESPIPE=: begin commit"}},
+      {"socket in the file's place", {"!ENXIO=: begin commit"}},
+      {"link to dev full", {"!22=: begin commit"}},
+      {"link to dev null", {"!22=: begin commit"}},
+      {"link to dev zero", {"!22=: begin commit"}},
+      {"link to itself", {"!ELOOP=: begin commit"}},
+      {"link to nothing", {"!ENOENT=: begin commit"}},
+      {"link into no folder", {"!ENOENT=: begin commit"}},
+      {"folder removed", {"!ENOENT=: begin commit"}},
+      {"file in the folder's place", {"!ENOTDIR=: begin commit"}},
+      {"folder linked to itself", {"!ELOOP=: begin commit"}},
+      {"name of 300 bytes", {"!ENAMETOOLONG=: begin commit"}},
+      {"path of more than 4096 bytes", {"!ENAMETOOLONG=: begin commit"}}};
   return expected;
 }
 
