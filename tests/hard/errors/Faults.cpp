@@ -20,6 +20,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Peer.h"
 #include "tests/support/PrivateRoot.h"
+#include "tests/support/Sanitizers.h"
 
 namespace {
 
@@ -249,12 +250,12 @@ std::vector<Fault> const& Faults() {
          [](Place& place) { RemountAs(place, 0); }, 0, false},
         {"file size limit", Needs::Nothing, Nothing, LimitFileSize, LiftFileSize, kSizeLimit,
          false},
-        {"no descriptor left", Needs::Nothing, Nothing, LimitDescriptors(0), LiftDescriptors, 0,
-         false},
-        {"one descriptor left", Needs::Nothing, Nothing, LimitDescriptors(1), LiftDescriptors, 0,
-         false},
-        {"two descriptors left", Needs::Nothing, Nothing, LimitDescriptors(2), LiftDescriptors, 0,
-         false}};
+        {"no descriptor left", Needs::FreeDescriptors, Nothing, LimitDescriptors(0),
+         LiftDescriptors, 0, false},
+        {"one descriptor left", Needs::FreeDescriptors, Nothing, LimitDescriptors(1),
+         LiftDescriptors, 0, false},
+        {"two descriptors left", Needs::FreeDescriptors, Nothing, LimitDescriptors(2),
+         LiftDescriptors, 0, false}};
     for (auto const& some : {Rights(), ThingsInThePlace(), Names()}) {
       all.insert(all.end(), some.begin(), some.end());
     }
@@ -274,6 +275,9 @@ std::string TestNameOf(Fault const& fault) {
 }
 
 std::string ObstacleOf(Fault const& fault) {
+  if (fault.needs == Needs::FreeDescriptors && QUENDRIL_ADDRESS_SANITIZER) {
+    return "the sanitizer itself needs descriptors to look at an object";
+  }
   return fault.needs == Needs::PrivateRoot ? PrivateRoot::Obstacle() : "";
 }
 

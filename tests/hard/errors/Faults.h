@@ -38,7 +38,8 @@ class Place {
   std::string const m_content;
 };
 
-enum class Needs { Nothing, OrdinaryUser, PrivateRoot };
+// FreeDescriptors: nobody else, a sanitizer say, opens any.
+enum class Needs { Nothing, FreeDescriptors, OrdinaryUser, PrivateRoot };
 
 struct Fault {
   std::string name;
