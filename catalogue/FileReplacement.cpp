@@ -14,6 +14,7 @@
 namespace {
 
 constexpr mode_t kAllRights = 07777;
+constexpr mode_t kGroupRights = 0070;
 constexpr unsigned int kUnchanged = 0xFFFFFFFF;
 
 [[noreturn]] void Throw(int error, char const* doing, CTOOString const& fileName) {
@@ -75,7 +76,7 @@ FileReplacement::FileReplacement(CTOOString const& fileName, FileVersion const& 
   bool const hasGroup = ::fchown(file, kUnchanged, old.m_what.st_gid) == 0;
   static_cast<void>(::fchown(file, old.m_what.st_uid, kUnchanged) != 0);
   // What the old group might do is not for another one.
-  mode_t const rights = old.m_what.st_mode & (hasGroup ? kAllRights : kAllRights & ~S_IRWXG);
+  mode_t const rights = old.m_what.st_mode & (hasGroup ? kAllRights : kAllRights & ~kGroupRights);
   int const error = ::fchmod(file, rights) != 0 ? errno : 0;
   ::close(file);
   if (error != 0) {

@@ -1,13 +1,14 @@
 #include "catalogue/PathIndex.h"
 
-#include <algorithm>
-
 namespace {
 
 // FNV-1a.
 constexpr std::uint64_t kStart = 0xCBF29CE484222325;
 constexpr std::uint64_t kPrime = 0x100000001B3;
 constexpr std::uint64_t kNotAscii = 0;
+
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
+constexpr std::size_t kFewestChains = 16;
 
 struct Hashes {
   std::uint64_t unfoldable = kStart;  // Of the bytes that no folding touches.
@@ -48,32 +49,59 @@ Hashes HashesOf(char const* path) {
 
 }  // namespace
 
+PathIndex::PathIndex(std::size_t count) : m_chains(kFewestChains, Chain{kNone, kNone}) {
+  m_entries.reserve(count);
+  while (m_chains.size() < count) {
+    Grow();
+  }
+}
+
 void PathIndex::Insert(Record record) {
+  if (m_entries.size() >= m_chains.size()) {
+    Grow();
+  }
   Hashes const hashes = HashesOf(record->Path);
-  m_entries.emplace(hashes.unfoldable, Entry{hashes.folded, m_inserted++, record});
+  m_entries.push_back(Entry{hashes.unfoldable, hashes.folded, record, kNone, false});
+  Append(static_cast<std::uint32_t>(m_entries.size() - 1));
+}
+
+void PathIndex::Append(std::uint32_t entry) {
+  Chain& chain = m_chains[ChainOf(m_entries[entry].unfoldable)];
+  (chain.first == kNone ? chain.first : m_entries[chain.last].next) = entry;
+  chain.last = entry;
+}
+
+void PathIndex::Grow() {
+  std::vector<Chain> chains(2 * m_chains.size(), Chain{kNone, kNone});
+  m_chains.swap(chains);
+  for (std::uint32_t entry = 0; entry < m_entries.size(); ++entry) {
+    m_entries[entry].next = kNone;
+    if (!m_entries[entry].isRemoved) {
+      Append(entry);
+    }
+  }
 }
 
 void PathIndex::Remove(Record record) {
-  auto const [first, last] = m_entries.equal_range(HashesOf(record->Path).unfoldable);
-  auto const found =
-      std::find_if(first, last, [&](auto const& entry) { return entry.second.record == record; });
-  if (found != last) {
-    m_entries.erase(found);
+  std::uint32_t entry = m_chains[ChainOf(HashesOf(record->Path).unfoldable)].first;
+  for (; entry != kNone; entry = m_entries[entry].next) {
+    if (m_entries[entry].record == record) {
+      m_entries[entry].isRemoved = true;
+    }
   }
 }
 
 PathIndex::Record const* PathIndex::Find(CTOOString const& path) const {
   Hashes const hashes = HashesOf(path);
-  auto const [first, last] = m_entries.equal_range(hashes.unfoldable);
-  Entry const* found = nullptr;
-  for (auto entry = first; entry != last; ++entry) {
-    Entry const& candidate = entry->second;
-    bool const isEarlier = found == nullptr || candidate.order < found->order;
-    bool const areAscii = candidate.folded != kNotAscii && hashes.folded != kNotAscii;
-    if (isEarlier && (!areAscii || candidate.folded == hashes.folded) &&
-        candidate.record->Path.CollateNoCase(path) == 0) {
-      found = &candidate;
+  std::uint32_t number = m_chains[ChainOf(hashes.unfoldable)].first;
+  for (; number != kNone; number = m_entries[number].next) {
+    Entry const& entry = m_entries[number];
+    bool const areAscii = entry.folded != kNotAscii && hashes.folded != kNotAscii;
+    if (!entry.isRemoved && entry.unfoldable == hashes.unfoldable &&
+        (!areAscii || entry.folded == hashes.folded) &&
+        entry.record->Path.CollateNoCase(path) == 0) {
+      return &entry.record;
     }
   }
-  return found == nullptr ? nullptr : &found->record;
+  return nullptr;
 }

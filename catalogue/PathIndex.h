@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <list>
-#include <unordered_map>
+#include <vector>
 
 #include "catalogue/ContainerInfo.h"
 
@@ -20,23 +20,37 @@ class PathIndex {
   using Record = std::list<ContainerInfo>::iterator;
 
   // For about so many records.
-  explicit PathIndex(std::size_t count) : m_entries(count) {}
+  explicit PathIndex(std::size_t count);
 
-  // The record's path must not change as long as it is in here.
+  // The record's path must not change as long as it is in here. Strong: lack of memory changes
+  // nothing.
   void Insert(Record record);
   void Remove(Record record);
   // The record that was inserted first among those with the path; null for none.
   Record const* Find(CTOOString const& path) const;
 
  private:
+  // Gathered in one vector: a piece of memory for each would cost more than all the rest.
   struct Entry {
+    std::uint64_t unfoldable;
     std::uint64_t folded;
-    std::size_t order;  // Of their insertion.
     Record record;
+    std::uint32_t next;  // Of the same chain, in the order of their insertion; kNone at its end.
+    bool isRemoved;
+  };
+  struct Chain {
+    std::uint32_t first;
+    std::uint32_t last;
   };
 
-  std::unordered_multimap<std::uint64_t, Entry> m_entries;
-  std::size_t m_inserted = 0;
+  std::size_t ChainOf(std::uint64_t unfoldable) const {
+    return (unfoldable ^ (unfoldable >> 32)) & (m_chains.size() - 1);
+  }
+  void Append(std::uint32_t entry);
+  void Grow();
+
+  std::vector<Entry> m_entries;
+  std::vector<Chain> m_chains;  // A power of 2.
 };
 
 #endif

@@ -1,10 +1,9 @@
 #ifndef QUENDRIL_CATALOGUE_RECORDREPAIR_H
 #define QUENDRIL_CATALOGUE_RECORDREPAIR_H
 
-#include <functional>
-#include <unordered_set>
+#include <cstddef>
+#include <vector>
 
-#include "catalogue/CContainerPathCompare.h"
 #include "catalogue/ContainerInfo.h"
 
 // What is wrong with the records of one list, judged one after the other from its front.
@@ -16,26 +15,24 @@ class RecordRepair {
     Remove,  // The path is empty, or that of a record before.
   };
 
-  // About so many records will be judged.
-  explicit RecordRepair(std::size_t count) : m_paths(count) {}
+  // For no more than so many records.
+  explicit RecordRepair(std::size_t count);
 
   // A record that is not removed stays where it is as long as this object is used.
   Verdict Judge(ContainerInfo const& record);
 
  private:
-  using Path = std::reference_wrapper<CTOOString const>;
-  struct Hash {
-    std::size_t operator()(CTOOString const& path) const;
-  };
-  struct IsSame {
-    bool operator()(CTOOString const& first, CTOOString const& second) const {
-      CContainerPathCompare const isBefore;
-      return !isBefore(first, second) && !isBefore(second, first);
-    }
+  // One of a table that is at most half full; no path where none is yet.
+  struct Place {
+    std::size_t hash = 0;
+    CTOOString const* path = nullptr;
   };
 
-  // The paths of the records so far. They are not copied.
-  std::unordered_set<Path, Hash, IsSame> m_paths;
+  // False when the same path is there already.
+  bool Note(CTOOString const& path);
+  Place& PlaceFor(std::size_t hash, CTOOString const& path);
+
+  std::vector<Place> m_places;  // A power of 2.
 };
 
 #endif
