@@ -32,11 +32,12 @@ class PathIndex {
  private:
   // Gathered in one vector: a piece of memory for each would cost more than all the rest.
   struct Entry {
-    std::uint64_t unfoldable;
-    std::uint64_t folded;
+    std::uint64_t unfoldable = 0;
+    std::uint64_t folded = 0;
     Record record;
-    std::uint32_t next;  // Of the same chain, in the order of their insertion; kNone at its end.
-    bool isRemoved;
+    std::uint32_t next =
+        0;  // Of the same chain, in the order of their insertion; kNone at its end.
+    bool isRemoved = false;
   };
   struct Chain {
     std::uint32_t first;

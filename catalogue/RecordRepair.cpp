@@ -11,9 +11,9 @@ namespace {
 constexpr unsigned int kNotFound = 0xFFFFFFFF;
 constexpr std::size_t kFewestPlaces = 16;
 
-bool IsSame(CTOOString const& first, CTOOString const& second) {
+bool IsSame(CTOOString const& path, CTOOString const& other) {
   CContainerPathCompare const isBefore;
-  return !isBefore(first, second) && !isBefore(second, first);
+  return !isBefore(path, other) && !isBefore(other, path);
 }
 
 // Whether a save drops the record. What a load drops (IsStale there) follows a rule of its own.
