@@ -13,8 +13,8 @@
 // How the base library folds case is its own affair; it tells only whether two texts are equal. So
 // records are gathered by what no folding touches, the bytes of a path that are ASCII but no
 // letters, and compared one by one there; so names that differ in letters alone take a walk. Two
-// paths that are ASCII throughout are equal only if
-// they are so with ASCII's own small letters, which a hash tells nearly always.
+// paths that are ASCII throughout are equal only if they are so with ASCII's own small letters,
+// which a hash tells nearly always.
 class PathIndex {
  public:
   using Record = std::list<ContainerInfo>::iterator;
@@ -35,8 +35,8 @@ class PathIndex {
     std::uint64_t unfoldable = 0;
     std::uint64_t folded = 0;
     Record record;
-    std::uint32_t next =
-        0;  // Of the same chain, in the order of their insertion; kNone at its end.
+    // Of the same chain, in the order of their insertion; kNone at its end.
+    std::uint32_t next = 0;
     bool isRemoved = false;
   };
   struct Chain {
