@@ -39,7 +39,21 @@ bool RecordRepair::Note(CTOOString const& path) {
     return false;
   }
   place = Place{hash, &path};
+  if (2 * ++m_count > m_places.size()) {
+    Grow();
+  }
   return true;
+}
+
+// A list may get longer while it is judged: a Save that waits for the list's lock works without it.
+void RecordRepair::Grow() {
+  std::vector<Place> places(2 * m_places.size());
+  m_places.swap(places);
+  for (Place const& place : places) {
+    if (place.path != nullptr) {
+      PlaceFor(place.hash, *place.path) = place;
+    }
+  }
 }
 
 // Where the path is, or where it would be.

@@ -15,7 +15,7 @@ class RecordRepair {
     Remove,  // The path is empty, or that of a record before.
   };
 
-  // For no more than so many records.
+  // For about so many records.
   explicit RecordRepair(std::size_t count);
 
   // A record that is not removed stays where it is as long as this object is used.
@@ -31,8 +31,10 @@ class RecordRepair {
   // False when the same path is there already.
   bool Note(CTOOString const& path);
   Place& PlaceFor(std::size_t hash, CTOOString const& path);
+  void Grow();
 
   std::vector<Place> m_places;  // A power of 2.
+  std::size_t m_count = 0;
 };
 
 #endif
