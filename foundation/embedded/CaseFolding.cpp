@@ -57,7 +57,8 @@ std::size_t SameWords(char const* first, char const* second) {
   for (; room - same >= kWordSize; same += kWordSize) {
     std::uint64_t const bytes = LoadBytes(first + same);
     std::uint64_t const others = LoadBytes(second + same);
-    if (!AreAscii(bytes | others) || FoldAsciiBytes(bytes) != FoldAsciiBytes(others)) {
+    if (!AreAscii(bytes | others) ||
+        (bytes != others && FoldAsciiBytes(bytes) != FoldAsciiBytes(others))) {
       break;
     }
   }
