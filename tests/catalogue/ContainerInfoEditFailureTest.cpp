@@ -293,6 +293,7 @@ TEST_F(CatalogueEditFails, ALinkThatLeadsToAnotherFileSystemMeanwhileIsTold) {
 // The place of the file must be known by its whole name, which can be too long for that.
 TEST_F(CatalogueEditFails, AFileInAFolderWithoutAWholeNameIsTold) {
   EXPECT_TRUE(InProcess([&] {
+    std::filesystem::current_path(m_folder.Path());
     std::string const name(250, 'd');
     for (int depth = 0; depth < 20; ++depth) {
       std::filesystem::create_directory(name);
