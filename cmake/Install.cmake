@@ -1,4 +1,5 @@
-# What a host builds and runs against: both libraries, the headers, the CMake package.
+# What a host builds and runs against: both libraries, the headers, and where to find them, for CMake
+# and for pkg-config.
 
 include(CMakePackageConfigHelpers)
 
@@ -37,3 +38,12 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/quendrilConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/quendrilConfigVersion.cmake
   DESTINATION ${package_dir})
+
+# Found from where the file is, so that the installed tree can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+foreach(library quendril quendril-base)
+  configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
