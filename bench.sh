@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with optimisation, and runs the benchmarks: medians, minimum and
-# maximum of several repetitions, contenders side by side in one run. Arguments go to the programs
-# (--benchmark_filter=REGEX).
+# maximum of several repetitions, contenders side by side in one run.
+#
+#   --quick                     leaves out 100,000 records and more, and the disk
+#   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER
 set -euo pipefail
 cd "$(dirname "$0")"
 source cmake/setup.sh
@@ -9,4 +11,6 @@ source cmake/setup.sh
 install_packages "${bench_packages[@]}"
 cmake --preset bench
 cmake --build --preset bench
-build/bench/bench/bench-edit "$@"
+results=build/bench/results.csv
+rm -f "$results"
+build/bench/bench/bench-compare --csv="$results" "$@"

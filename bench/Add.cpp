@@ -1,0 +1,95 @@
+// Adding one record to a catalogue: with the handle that did it before, with opening and closing,
+// and in a new process; and with every contender asking for each container.
+
+#include "bench/Contestants.h"
+#include "bench/Process.h"
+#include "bench/Stopwatch.h"
+#include "bench/Workloads.h"
+
+namespace {
+
+using AddOne = void (Contender::*)(std::string const&);
+
+void RequireCount(Contestant const& one, std::string const& file, std::size_t count) {
+  Require(one.make(file, count)->Load() == count);
+}
+
+// The second add of a handle: what the first one finds out is known.
+double AddWithOpenHandle(Ground& ground, Contestant const& one, std::size_t count, AddOne add) {
+  Records const& records = ground.WithContainers(count + 2);
+  int const rounds = RoundsFor(count);
+  double sum = 0;
+  for (int round = 0; round < rounds; ++round) {
+    std::string const& file = ground.Restore(one.name, one.make, count);
+    {
+      std::unique_ptr<Contender> const contender = one.make(file, count);
+      ((*contender).*add)(records.Path(count));
+      std::string const path = records.Path(count + 1);
+      Stopwatch const watch;
+      ((*contender).*add)(path);
+      sum += watch.Microseconds();
+    }
+    RequireCount(one, file, count + 2);
+  }
+  return sum / rounds;
+}
+
+double OpenAddAndClose(Ground& ground, Contestant const& one, std::size_t count) {
+  std::string const path = ground.WithContainers(count + 1).Path(count);
+  int const rounds = RoundsFor(count);
+  double sum = 0;
+  for (int round = 0; round < rounds; ++round) {
+    std::string const& file = ground.Restore(one.name, one.make, count);
+    Stopwatch const watch;
+    one.make(file, count)->AddOne(path);
+    sum += watch.Microseconds();
+    RequireCount(one, file, count + 1);
+  }
+  return sum / rounds;
+}
+
+double AddInNewProcess(Ground& ground, Contestant const& one, std::size_t count) {
+  std::string const path = ground.WithContainers(count + 1).Path(count);
+  int const rounds = RoundsFor(count);
+  double sum = 0;
+  for (int round = 0; round < rounds; ++round) {
+    std::string const& file = ground.Restore(one.name, one.make, count);
+    Stopwatch const watch;
+    Process process(one.name, {"add", file, path});
+    process.Wait();
+    sum += watch.Microseconds();
+    RequireCount(one, file, count + 1);
+  }
+  return sum / rounds;
+}
+
+template <typename Measure>
+std::vector<Case> CasesOf(Measure const& measure) {
+  std::vector<Case> cases;
+  for (Contestant const& one : Contestants()) {
+    cases.push_back({one.name, [&one, measure] { return measure(one); }});
+  }
+  return cases;
+}
+
+}  // namespace
+
+void RunAdd(Session& session) {
+  for (Ground& ground : session.Grounds()) {
+    for (std::size_t const count : session.Counts()) {
+      auto const run = [&](char const* name, auto const& measure) {
+        session.Run({name, count, ground.Name()}, CasesOf(measure));
+      };
+      run("add one, open handle", [&ground, count](Contestant const& one) {
+        return AddWithOpenHandle(ground, one, count, &Contender::AddOne);
+      });
+      run("add one, same contract", [&ground, count](Contestant const& one) {
+        return AddWithOpenHandle(ground, one, count, &Contender::AddOneUnderContract);
+      });
+      run("add one, opened and closed",
+          [&ground, count](Contestant const& one) { return OpenAddAndClose(ground, one, count); });
+      run("add one in a new process",
+          [&ground, count](Contestant const& one) { return AddInNewProcess(ground, one, count); });
+    }
+  }
+}
