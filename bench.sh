@@ -4,6 +4,8 @@
 #
 #   --quick                     leaves out 100,000 records and more, and the disk
 #   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER
+#   --record                    no times: writes what the main operations cost to bench/recorded.txt,
+#                               with which ./test.sh compares
 set -euo pipefail
 cd "$(dirname "$0")"
 source cmake/setup.sh
@@ -11,6 +13,12 @@ source cmake/setup.sh
 install_packages "${bench_packages[@]}"
 cmake --preset bench
 cmake --build --preset bench
+programs=build/bench/bench
+if [ "$*" = --record ]; then
+  bench/recorded.py record "$programs/bench-recorded"
+  cat bench/recorded.txt
+  exit 0
+fi
 results=build/bench/results.csv
 rm -f "$results"
-build/bench/bench/bench-compare --csv="$results" "$@"
+"$programs/bench-compare" --csv="$results" "$@"

@@ -19,7 +19,7 @@ void RemoveFiles(std::string const& file) {
 Place const& Ground::Folder() {
   if (!m_place) {
     m_place.emplace(m_parent);
-    m_records.emplace(*m_place);
+    m_records.emplace(*m_place / "keys");
   }
   return *m_place;
 }

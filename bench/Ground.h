@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bench/Contender.h"
+#include "bench/Place.h"
 #include "bench/Records.h"
 
 // A file system to measure on: a folder with the containers, and one file of each contender that is

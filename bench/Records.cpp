@@ -49,7 +49,7 @@ std::string ContainerPath(std::string const& folder, std::size_t number) {
   return folder + "/" + std::string(kPathSize - used, '0') + digits;
 }
 
-Records::Records(Place const& place) : m_folder(place / "keys") {
+Records::Records(std::string folder) : m_folder(std::move(folder)) {
   std::filesystem::create_directory(m_folder);
   if (EncodedSize(MakeRecord(Path(0), 0)) != kEncodedSize) {
     throw std::logic_error("a record of another size than is said");

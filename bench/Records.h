@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/Place.h"
 #include "bench/PlainRecord.h"
 
 // The path of container `number` in `folder`: 60 bytes. Throws std::runtime_error for a folder
@@ -15,7 +14,8 @@ std::string ContainerPath(std::string const& folder, std::size_t number);
 // sub-records with blobs of 16 bytes; 240 bytes encoded. Their containers exist.
 class Records {
  public:
-  explicit Records(Place const& place);
+  // `folder` is made.
+  explicit Records(std::string folder);
 
   // Makes the containers up to `count` that are not there yet. They are files, so this takes time.
   void Provide(std::size_t count);
