@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs all tests: with g++, with clang under the address and
-# undefined-behaviour sanitizers, with g++ under the thread sanitizer, each fuzzer for a minute; and compares what
-# the main operations cost with what is recorded.
+# undefined-behaviour sanitizers, with g++ under the thread sanitizer, each fuzzer for a minute; and
+# compares what the main operations cost with what is recorded.
 #
 #   ./test.sh                 everything, as CI does: about 25 minutes on two cores from nothing
 #   ./test.sh dev             one preset or several: dev, release, clang, asan, tsan, fuzz,

@@ -1,38 +1,13 @@
 // Adding one record to a catalogue: with the handle that did it before, with opening and closing,
 // and in a new process; and with every contender asking for each container.
 
+#include "bench/AddOne.h"
 #include "bench/Contestants.h"
 #include "bench/Process.h"
 #include "bench/Stopwatch.h"
 #include "bench/Workloads.h"
 
 namespace {
-
-using AddOne = void (Contender::*)(std::string const&);
-
-void RequireCount(Contestant const& one, std::string const& file, std::size_t count) {
-  Require(one.make(file, count)->Load() == count);
-}
-
-// The second add of a handle: what the first one finds out is known.
-double AddWithOpenHandle(Ground& ground, Contestant const& one, std::size_t count, AddOne add) {
-  Records const& records = ground.WithContainers(count + 2);
-  int const rounds = RoundsFor(count);
-  double sum = 0;
-  for (int round = 0; round < rounds; ++round) {
-    std::string const& file = ground.Restore(one.name, one.make, count);
-    {
-      std::unique_ptr<Contender> const contender = one.make(file, count);
-      ((*contender).*add)(records.Path(count));
-      std::string const path = records.Path(count + 1);
-      Stopwatch const watch;
-      ((*contender).*add)(path);
-      sum += watch.Microseconds();
-    }
-    RequireCount(one, file, count + 2);
-  }
-  return sum / rounds;
-}
 
 double OpenAddAndClose(Ground& ground, Contestant const& one, std::size_t count) {
   std::string const path = ground.WithContainers(count + 1).Path(count);

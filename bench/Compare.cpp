@@ -3,4 +3,8 @@
 
 #include "bench/Workloads.h"
 
-int main(int count, char** arguments) { return RunSession(count, arguments, {&RunLoad, &RunAdd}); }
+int main(int count, char** arguments) {
+  return RunSession(count, arguments,
+                    {&RunLoad, &RunAdd, &RunSave, &RunEdit, &RunFind, &RunWalk, &RunCrowd,
+                     &RunMemory, &RunMillion});
+}

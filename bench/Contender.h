@@ -35,6 +35,7 @@ class Contender {
 using MakeContender = std::unique_ptr<Contender> (*)(std::string const& file, std::size_t expected);
 
 std::unique_ptr<Contender> MakeQuendril(std::string const& file, std::size_t expected);
+std::unique_ptr<Contender> MakeQuendrilEdit(std::string const& file, std::size_t expected);
 std::unique_ptr<Contender> MakeFloor(std::string const& file, std::size_t expected);
 std::unique_ptr<Contender> MakeUncheckedFloor(std::string const& file, std::size_t expected);
 std::unique_ptr<Contender> MakeSqliteWal(std::string const& file, std::size_t expected);

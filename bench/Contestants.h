@@ -12,17 +12,6 @@ struct Contestant {
   MakeContender make;
 };
 
-inline std::vector<Contestant> const& Contestants() {
-  static std::vector<Contestant> const all{
-      {"quendril", &MakeQuendril},
-      {"floor", &MakeFloor},
-      {"sqlite-wal", &MakeSqliteWal},
-      {"sqlite-rollback", &MakeSqliteRollback},
-      {"lmdb", &MakeLmdb},
-      {"tdb", &MakeTdb},
-      {"gdbm", &MakeGdbm},
-  };
-  return all;
-}
+std::vector<Contestant> const& Contestants();
 
 #endif

@@ -63,8 +63,7 @@ std::list<PlainRecord> DecodeAll(std::string_view text) {
   return records;
 }
 
-template <typename Records>
-std::string EncodeAll(Records const& records) {
+std::string EncodeAll(std::list<PlainRecord> const& records) {
   std::size_t size = kHeaderSize;
   for (PlainRecord const& record : records) {
     size += sizeof(std::uint32_t) + EncodedSize(record);
@@ -93,28 +92,23 @@ void DropThoseWithoutContainer(std::list<PlainRecord>& records) {
 
 }  // namespace
 
-void Floor::AddAll(std::vector<PlainRecord> const& records) {
-  File const file(m_file, O_RDWR | O_CREAT);
-  Write(file, EncodeAll(records));
-}
+void Floor::AddAll(std::vector<PlainRecord> const& records) { Rewrite(records); }
 
 void Floor::AddOne(std::string const& path) {
-  PlainRecord added;
-  added.path = path;
-  Rewrite(&added);
+  std::vector<PlainRecord> added(1);
+  added.front().path = path;
+  Rewrite(added);
 }
 
-void Floor::Save() { Rewrite(nullptr); }
+void Floor::Save() { Rewrite({}); }
 
-void Floor::Rewrite(PlainRecord const* added) {
+void Floor::Rewrite(std::vector<PlainRecord> const& added) {
   File const file(m_file, O_RDWR | O_CREAT);
   if (::flock(file.Get(), LOCK_EX) != 0) {
     throw std::runtime_error("cannot lock " + m_file);
   }
   m_records = DecodeAll(Content(file).Text());
-  if (added != nullptr) {
-    m_records.push_back(*added);
-  }
+  m_records.insert(m_records.end(), added.begin(), added.end());
   if (m_checks) {
     DropThoseWithoutContainer(m_records);
   }

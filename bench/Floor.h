@@ -18,8 +18,9 @@ class Floor : public Contender {
   // With `checks` an add and a save ask for every record's container.
   Floor(std::string file, bool checks) : m_file(std::move(file)), m_checks(checks) {}
 
-  void AddAll(std::vector<PlainRecord> const& records) override;
   // One lock, one read, decoding, one access per record, encoding, a truncation, one write.
+  void AddAll(std::vector<PlainRecord> const& records) override;
+  // The same.
   void AddOne(std::string const& path) override;
   // One read, decoding.
   std::size_t Load() override;
@@ -28,11 +29,11 @@ class Floor : public Contender {
   // REQUIRES: Load.
   std::size_t Walk() override;
 
-  // What AddOne does but for the record.
+  // The same, with nothing added.
   void Save();
 
  private:
-  void Rewrite(PlainRecord const* added);
+  void Rewrite(std::vector<PlainRecord> const& added);
 
   std::string const m_file;
   bool const m_checks;

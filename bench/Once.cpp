@@ -4,8 +4,9 @@
 //   load FILE COUNT                  loads COUNT records
 //   add FILE PATH                    adds a record
 //   add-range FILE FOLDER FROM COUNT adds the records of these containers one by one
-//   memory FILE COUNT                loads and prints: bytes of heap in use for the list, and the
-//                                    most memory that the process ever had, in bytes
+//   memory FILE COUNT OUT            loads, and writes to the file OUT the bytes of heap that this
+//   has
+//                                    taken, and the most memory that the process ever had
 
 #include <malloc.h>
 
@@ -48,10 +49,10 @@ std::size_t MostMemory() {
   throw std::runtime_error("the kernel does not tell the memory used");
 }
 
-void PrintMemory(Contender& contender, std::string const& count) {
+void TellMemory(Contender& contender, std::string const& count, std::string const& out) {
   std::size_t const before = HeapInUse();
   Load(contender, count);
-  std::printf("%zu %zu\n", HeapInUse() - before, MostMemory());
+  std::ofstream(out) << HeapInUse() - before << ' ' << MostMemory() << '\n';
 }
 
 void Do(Arguments const& arguments) {
@@ -67,7 +68,7 @@ void Do(Arguments const& arguments) {
       contender->AddOne(ContainerPath(arguments.at(2), number));
     }
   } else if (what == "memory") {
-    PrintMemory(*contender, arguments.at(2));
+    TellMemory(*contender, arguments.at(2), arguments.at(3));
   } else {
     throw std::runtime_error("cannot do " + what);
   }

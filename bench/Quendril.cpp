@@ -42,7 +42,7 @@ class Quendril : public Contender {
     return count;
   }
 
- private:
+ protected:
   // Loaded, as a list is that was made with the name of its file.
   ContainerInfoList& List() {
     if (!m_isLoaded) {
@@ -51,13 +51,30 @@ class Quendril : public Contender {
     return m_list;
   }
 
+ private:
   std::string const m_file;
   ContainerInfoList m_list;
   bool m_isLoaded = false;
+};
+
+// Each add in an edit of its own, which loses nothing whoever else adds at the same moment.
+class QuendrilEdit : public Quendril {
+ public:
+  using Quendril::Quendril;
+
+  void AddOne(std::string const& path) override {
+    ContainerInfoEdit edit(List());
+    edit.Add(path.c_str());
+    edit.Commit();
+  }
 };
 
 }  // namespace
 
 std::unique_ptr<Contender> MakeQuendril(std::string const& file, std::size_t /*expected*/) {
   return std::make_unique<Quendril>(file);
+}
+
+std::unique_ptr<Contender> MakeQuendrilEdit(std::string const& file, std::size_t /*expected*/) {
+  return std::make_unique<QuendrilEdit>(file);
 }

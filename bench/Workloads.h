@@ -8,6 +8,13 @@
 // What is measured, each in a source file of its own.
 void RunLoad(Session& session);
 void RunAdd(Session& session);
+void RunSave(Session& session);
+void RunEdit(Session& session);
+void RunFind(Session& session);
+void RunWalk(Session& session);
+void RunCrowd(Session& session);
+void RunMemory(Session& session);
+void RunMillion(Session& session);
 
 // How often one repetition does a thing to `count` records, so that it takes long enough to be
 // timed well.
