@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with optimisation, and runs the benchmarks: medians, minimum and
-# maximum of several repetitions, contenders side by side in one run.
+# maximum of several repetitions, contenders side by side in one run. Then writes the figures to
+# build/bench/results.csv, as Markdown to build/bench/results.md, and the plots to docs/plots.
 #
-#   --quick                     leaves out 100,000 records and more, and the disk
-#   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER
+#   --quick                     leaves out 100,000 records and more, and the disk; no plots
+#   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER; no plots
 #   --record                    no times: writes what the main operations cost to bench/recorded.txt,
 #                               with which ./test.sh compares
 set -euo pipefail
@@ -19,6 +20,17 @@ if [ "$*" = --record ]; then
   cat bench/recorded.txt
   exit 0
 fi
+
 results=build/bench/results.csv
 rm -f "$results"
-"$programs/bench-compare" --csv="$results" "$@"
+for program in bench-compare bench-unchecked bench-record-operations; do
+  "$programs/$program" --csv="$PWD/$results" "$@"
+done
+if [[ "$*" != *filter* ]]; then
+  bench/count-calls.py "$programs/bench-record-operations" "$results" "$@"
+fi
+bench/tables.py "$results" > build/bench/results.md
+if [ $# -eq 0 ]; then
+  bench/plots.py "$results" docs/plots
+fi
+echo "The figures are in $results, and as Markdown in build/bench/results.md."

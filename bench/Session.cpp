@@ -141,10 +141,10 @@ int RunSession(int count, char** arguments, std::vector<void (*)(Session&)> cons
     for (auto const run : workloads) {
       run(session);
     }
-    if (!session.IsGood()) {
-      std::fprintf(stderr, "Something failed, or the filter left nothing.\n");
+    if (!session.HasRun()) {
+      std::printf("The filter leaves nothing of this program.\n");
     }
-    return session.IsGood() ? 0 : 1;
+    return session.HasFailed() ? 1 : 0;
   } catch (std::exception const& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -42,8 +42,8 @@ class Session {
   void Run(Workload const& workload, std::vector<Case> const& cases,
            int repetitions = kRepetitions);
 
-  // Whether anything ran, and nothing failed.
-  bool IsGood() const { return m_hasRun && !m_hasFailed; }
+  bool HasRun() const { return m_hasRun; }
+  bool HasFailed() const { return m_hasFailed; }
 
   static constexpr int kRepetitions = 9;
 

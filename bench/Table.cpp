@@ -62,7 +62,7 @@ void Table::Print(Workload const& workload, std::vector<Figures> contenders) {
     PrintRatio(summary.median, floor);
     PrintRatio(own, summary.median);
     std::printf("\n");
-    m_file << workload.name << ',' << workload.count << ',' << workload.place << ','
+    m_file << '"' << workload.name << "\"," << workload.count << ',' << workload.place << ','
            << figures.contender << ',' << workload.unit << ',' << summary.median << ','
            << summary.least << ',' << summary.most << ',' << figures.values.size() << '\n';
   }

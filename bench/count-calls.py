@@ -22,7 +22,7 @@ def main():
                 total = sum(counted.values())
                 names = ", ".join(f"{times} {name}" for name, times in counted.most_common())
                 print(f"{operation:32}{count:9}{total:8}  {names}", flush=True)
-                out.write(f"{operation},{count},tmpfs,quendril,calls,{total},{total},{total},1\n")
+                out.write(f'"{operation}",{count},tmpfs,quendril,calls,{total},{total},{total},1\n')
 
 
 if __name__ == "__main__":
