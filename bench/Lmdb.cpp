@@ -24,9 +24,10 @@ class Lmdb : public KeyValueStore {
     Check(mdb_env_create(&m_environment));
     Check(mdb_env_set_mapsize(m_environment, kMapSize));
     Check(mdb_env_open(m_environment, file.c_str(), MDB_NOSUBDIR | MDB_NOSYNC, 0666));
-    Check(mdb_txn_begin(m_environment, nullptr, MDB_RDONLY, &m_transaction));
-    Check(mdb_dbi_open(m_transaction, nullptr, 0, &m_base));
-    Commit();
+    MDB_txn* transaction = nullptr;
+    Check(mdb_txn_begin(m_environment, nullptr, MDB_RDONLY, &transaction));
+    Check(mdb_dbi_open(transaction, nullptr, 0, &m_base));
+    Check(mdb_txn_commit(transaction));
   }
   ~Lmdb() override { mdb_env_close(m_environment); }
 
