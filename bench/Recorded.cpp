@@ -1,5 +1,10 @@
-// bench-recorded WORKLOAD FOLDER: does one thing to a catalogue of 1,000 records, once. recorded.py
-// counts the instructions and the system calls that it takes.
+// Does one thing to a catalogue of 1,000 records, once. recorded.py counts the instructions and the
+// system calls that it takes. All names are relative to the working folder: so they are the same in
+// every run, and with them all that depends on their hashes.
+//
+//   bench-recorded prepare     makes the catalogue, in a process of its own: what it leaves of the
+//                              heap would be found again in the counts
+//   bench-recorded WORKLOAD    does that; after `prepare`, and once
 
 #include <chrono>
 #include <cstdio>
@@ -12,7 +17,6 @@
 #include "bench/CatalogueRecord.h"
 #include "bench/Counted.h"
 #include "bench/Floor.h"
-#include "bench/Place.h"
 #include "bench/Records.h"
 #include "catalogue/ContainerInfoEdit.h"
 #include "catalogue/ContainerInfoList.h"
@@ -22,20 +26,19 @@ namespace {
 constexpr std::size_t kRecords = 1000;
 constexpr std::size_t kEdited = 100;
 
-// What every workload begins with. The names are relative: so they are the same in every run, and
-// with them all that depends on their hashes.
-struct Catalogue {
-  Catalogue() {
-    records.Provide(kRecords + kEdited);
-    Floor(file, true).AddAll(records.Range(0, kRecords));
-    // A file that is new may be scanned once more than an older one.
-    std::filesystem::last_write_time(
-        file, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
-  }
+constexpr char const* kFile = "catalogue";
+constexpr char const* kFolder = "keys";
 
-  Records records{"keys"};
-  std::string const file = "catalogue";
-};
+std::string PathOf(std::size_t number) { return ContainerPath(kFolder, number); }
+
+void Prepare() {
+  Records records(kFolder);
+  records.Provide(kRecords + kEdited);
+  Floor(kFile, true).AddAll(records.Range(0, kRecords));
+  // A file that is new may be scanned once more than an older one.
+  std::filesystem::last_write_time(
+      kFile, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
+}
 
 void RequireCount(ContainerInfoList& list, std::size_t count) {
   if (list.GetSyncList()->Records.size() != count) {
@@ -43,31 +46,31 @@ void RequireCount(ContainerInfoList& list, std::size_t count) {
   }
 }
 
-void Load(Catalogue const& catalogue) {
+void Load() {
   ContainerInfoList list;
-  CountedWork([&] { list.Load(catalogue.file.c_str()); });
+  CountedWork([&] { list.Load(kFile); });
   RequireCount(list, kRecords);
 }
 
-void Add(Catalogue const& catalogue) {
-  ContainerInfoList list(catalogue.file.c_str());
-  std::string const path = catalogue.records.Path(kRecords);
+void Add() {
+  ContainerInfoList list(kFile);
+  std::string const path = PathOf(kRecords);
   CountedWork([&] { list.Add(path.c_str()); });
   RequireCount(list, kRecords + 1);
 }
 
 // As many are erased as are added.
-void Edit(Catalogue const& catalogue) {
-  ContainerInfoList list(catalogue.file.c_str());
+void Edit() {
+  ContainerInfoList list(kFile);
   std::list<ContainerInfo> added;
-  for (PlainRecord const& record : catalogue.records.Range(kRecords, kEdited)) {
-    added.push_back(ToContainerInfo(record));
+  for (std::size_t number = kRecords; number < kRecords + kEdited; ++number) {
+    added.push_back(ToContainerInfo(MakeRecord(PathOf(number), number)));
   }
   CountedWork([&] {
     ContainerInfoEdit edit(list);
     std::size_t erased = 0;
     for (ContainerInfo const& record : added) {
-      edit.Erase(catalogue.records.Path(erased).c_str());
+      edit.Erase(PathOf(erased).c_str());
       edit.Add(record);
       erased += kRecords / kEdited;
     }
@@ -77,12 +80,12 @@ void Edit(Catalogue const& catalogue) {
 }
 
 // The first, the middle, the last, and one that is not there.
-void Find(Catalogue const& catalogue) {
-  ContainerInfoList list(catalogue.file.c_str());
+void Find() {
+  ContainerInfoList list(kFile);
   std::size_t found = 0;
   CountedWork([&] {
     for (std::size_t const number : {std::size_t{0}, kRecords / 2, kRecords - 1, kRecords}) {
-      found += list.FindRecord(catalogue.records.Path(number).c_str(), true) != nullptr ? 1 : 0;
+      found += list.FindRecord(PathOf(number).c_str(), true) != nullptr ? 1 : 0;
     }
   });
   if (found != 3) {
@@ -90,8 +93,8 @@ void Find(Catalogue const& catalogue) {
   }
 }
 
-void Walk(Catalogue const& catalogue) {
-  ContainerInfoList list(catalogue.file.c_str());
+void Walk() {
+  ContainerInfoList list(kFile);
   std::size_t count = 0;
   CountedWork([&] {
     for (char const* path = list.GetFirst(); path != nullptr; path = list.GetNext()) {
@@ -103,19 +106,18 @@ void Walk(Catalogue const& catalogue) {
   }
 }
 
-std::map<std::string, void (*)(Catalogue const&)> const kWorkloads{
-    {"load", &Load}, {"add", &Add}, {"edit", &Edit}, {"find", &Find}, {"walk", &Walk}};
+std::map<std::string, void (*)()> const kWorkloads{{"prepare", &Prepare}, {"load", &Load},
+                                                   {"add", &Add},         {"edit", &Edit},
+                                                   {"find", &Find},       {"walk", &Walk}};
 
 }  // namespace
 
 int main(int count, char** arguments) {
   try {
-    if (count != 3) {
-      throw std::runtime_error("the arguments are WORKLOAD FOLDER");
+    if (count != 2) {
+      throw std::runtime_error("the argument is what to do");
     }
-    Place const place(arguments[2]);
-    std::filesystem::current_path(place.Path());
-    kWorkloads.at(arguments[1])(Catalogue());
+    kWorkloads.at(arguments[1])();
     return 0;
   } catch (std::exception const& error) {
     std::fprintf(stderr, "%s: %s\n", arguments[0], error.what());

@@ -19,17 +19,6 @@ std::string Bytes(std::size_t size, std::size_t seed) {
   return bytes;
 }
 
-PlainRecord MakeRecord(std::string path, std::size_t number) {
-  PlainRecord record;
-  record.path = std::move(path);
-  record.ident1 = Bytes(32, number);
-  record.ident2 = Bytes(64, number + 1);
-  for (std::size_t sub = 0; sub < 2; ++sub) {
-    record.subs.emplace_back().ident = Bytes(16, number + sub);
-  }
-  return record;
-}
-
 void MakeContainer(std::string const& path) {
   int const file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (file < 0) {
@@ -47,6 +36,17 @@ std::string ContainerPath(std::string const& folder, std::size_t number) {
     throw std::runtime_error("the path of the folder is too long: " + folder);
   }
   return folder + "/" + std::string(kPathSize - used, '0') + digits;
+}
+
+PlainRecord MakeRecord(std::string path, std::size_t number) {
+  PlainRecord record;
+  record.path = std::move(path);
+  record.ident1 = Bytes(32, number);
+  record.ident2 = Bytes(64, number + 1);
+  for (std::size_t sub = 0; sub < 2; ++sub) {
+    record.subs.emplace_back().ident = Bytes(16, number + sub);
+  }
+  return record;
 }
 
 Records::Records(std::string folder) : m_folder(std::move(folder)) {

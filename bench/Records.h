@@ -10,6 +10,9 @@
 // whose own path leaves too little of them.
 std::string ContainerPath(std::string const& folder, std::size_t number);
 
+// Record `number`; see Records.
+PlainRecord MakeRecord(std::string path, std::size_t number);
+
 // The records of every measurement: a path of 60 bytes, blobs of 32 and 64 bytes, and two
 // sub-records with blobs of 16 bytes; 240 bytes encoded. Their containers exist.
 class Records {

@@ -17,10 +17,10 @@ def run(command, **more):
     return done
 
 
-def count(command):
+def count(command, **more):
     """How often each system call is made between the two that mark the work."""
     with tempfile.NamedTemporaryFile(mode="r", suffix=".strace") as log:
-        run(["strace", "-f", "-s", "64", "-o", log.name, *command])
+        run(["strace", "-f", "-s", "64", "-o", log.name, *command], **more)
         calls = collections.Counter()
         inside = False
         for line in log:

@@ -32,20 +32,25 @@ def at_fixed_addresses():
     return prefix if allowed else []
 
 
-def instructions(command):
-    with tempfile.TemporaryDirectory() as out:
-        done = calls.run([*at_fixed_addresses(), "valgrind", "--tool=callgrind", "--collect-atstart=no",
-                          "--toggle-collect=CountedWork", f"--callgrind-out-file={out}/out", *command],
-                         env=ENVIRONMENT)
+def instructions(command, folder):
+    done = calls.run([*at_fixed_addresses(), "valgrind", "--tool=callgrind", "--collect-atstart=no",
+                      "--toggle-collect=CountedWork", "--callgrind-out-file=callgrind", *command],
+                     env=ENVIRONMENT, cwd=folder)
     return int(re.search(r"Collected : (\d+)", done.stderr).group(1))
 
 
+def system_calls(command, folder):
+    return sum(calls.count([*at_fixed_addresses(), *command], cwd=folder).values())
+
+
 def measure(program):
+    program = os.path.abspath(program)
     figures = {}
     for workload in WORKLOADS:
-        command = [program, workload, calls.folder()]
-        figures[workload, "instructions"] = instructions(command)
-        figures[workload, "system calls"] = sum(calls.count(command).values())
+        for kind, count in ("instructions", instructions), ("system calls", system_calls):
+            with tempfile.TemporaryDirectory(dir=calls.folder()) as folder:
+                calls.run([program, "prepare"], cwd=folder)
+                figures[workload, kind] = count([program, workload], folder)
     return figures
 
 
