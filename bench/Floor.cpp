@@ -55,12 +55,10 @@ struct Content {
   std::unique_ptr<char[]> bytes;
 };
 
-std::list<PlainRecord> DecodeAll(std::string_view text) {
-  std::list<PlainRecord> records;
+void DecodeAll(std::string_view text, std::list<PlainRecord>& records) {
   for (std::size_t position = kHeaderSize; position < text.size();) {
     Decode(TakeItem(text, position), records.emplace_back());
   }
-  return records;
 }
 
 std::string EncodeAll(std::list<PlainRecord> const& records) {
@@ -107,7 +105,8 @@ void Floor::Rewrite(std::vector<PlainRecord> const& added) {
   if (::flock(file.Get(), LOCK_EX) != 0) {
     throw std::runtime_error("cannot lock " + m_file);
   }
-  m_records = DecodeAll(Content(file).Text());
+  m_records.clear();  // Before, so that the memory is used again.
+  DecodeAll(Content(file).Text(), m_records);
   m_records.insert(m_records.end(), added.begin(), added.end());
   if (m_checks) {
     DropThoseWithoutContainer(m_records);
@@ -117,7 +116,8 @@ void Floor::Rewrite(std::vector<PlainRecord> const& added) {
 
 std::size_t Floor::Load() {
   File const file(m_file, O_RDONLY);
-  m_records = DecodeAll(Content(file).Text());
+  m_records.clear();
+  DecodeAll(Content(file).Text(), m_records);
   return m_records.size();
 }
 

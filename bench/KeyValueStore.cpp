@@ -67,9 +67,8 @@ void KeyValueStore::AddOneUnderContract(std::string const& path) {
 }
 
 std::size_t KeyValueStore::Load() {
-  std::list<PlainRecord> records;
-  Visit([&records](std::string_view value) { Decode(value, records.emplace_back()); });
-  m_records.swap(records);
+  m_records.clear();
+  Visit([this](std::string_view value) { Decode(value, m_records.emplace_back()); });
   return m_records.size();
 }
 

@@ -58,6 +58,7 @@ double EditOneOfFloor(Ground& ground, std::size_t count) {
   double sum = 0;
   for (int round = 0; round < rounds; ++round) {
     Floor floor(ground.Restore("floor", &MakeFloor, count), true);
+    floor.Load();
     Stopwatch const watch;
     floor.AddOne(path);
     sum += watch.Microseconds();

@@ -98,9 +98,9 @@ std::size_t Sqlite::Load() {
     return std::string_view(data,
                             static_cast<std::size_t>(sqlite3_column_bytes(m_selectAll, column)));
   };
-  std::list<PlainRecord> records;
+  m_records.clear();
   while (Step(m_selectAll)) {
-    PlainRecord& record = records.emplace_back();
+    PlainRecord& record = m_records.emplace_back();
     record.path = bytes(0);
     record.param = static_cast<std::uint32_t>(sqlite3_column_int64(m_selectAll, 1));
     record.ident1 = bytes(2);
@@ -108,7 +108,6 @@ std::size_t Sqlite::Load() {
     std::size_t position = 0;
     TakeSubRecords(bytes(4), position, record);
   }
-  m_records.swap(records);
   return m_records.size();
 }
 
