@@ -56,11 +56,11 @@ void RunMillion(Session& session) {
     return;
   }
   Ground& ground = session.Memory();
-  session.Run({"load", kMillion, ground.Name()},
+  session.Run({"load a million", kMillion, ground.Name()},
               {{"quendril", [&ground] { return Load(ground); }},
                {"floor", [&ground] { return LoadOfFloor(ground); }}},
               kRepetitions);
-  session.Run({"save", kMillion, ground.Name()},
+  session.Run({"save a million", kMillion, ground.Name()},
               {{"quendril", [&ground] { return Save(ground); }},
                {"floor", [&ground] { return SaveOfFloor(ground); }}},
               kRepetitions);

@@ -14,7 +14,7 @@ import results
 FEWEST_POINTS = 3
 # The same contender looks the same in every plot.
 COLOURS = {"quendril": "#d62728", "floor": "#000000", "sqlite-wal": "#1f77b4",
-           "sqlite-rollback": "#7fb2dd", "lmdb": "#2ca02c", "tdb": "#9467bd", "gdbm": "#ff7f0e"}
+           "sqlite-rollback": "#7fb2dd", "lmdb": "#2ca02c", "tdb": "#9467bd", "gdbm": "#ff7f0e", "checks-alone": "#999999"}
 UNITS = {"us": "µs", "ns": "ns", "bytes": "bytes"}
 
 
