@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with optimisation, and runs the benchmarks: medians, minimum and
 # maximum of several repetitions, contenders side by side in one run. Then writes the figures to
-# build/bench/results.csv, as Markdown to build/bench/results.md, and the plots to docs/plots.
+# build/bench/results.csv, as Markdown to build/bench/results.md and into docs/performance.md, and the
+# plots to docs/plots.
 #
-#   --quick                     leaves out 100,000 records and more, and the disk; no plots
-#   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER; no plots
+#   --quick                     leaves out 100,000 records and more, and the disk; docs/ stays
+#   --benchmark_filter=REGEX    cases by WORKLOAD/PLACE/COUNT/CONTENDER; docs/ stays
 #   --record                    no times: writes what the main operations cost to bench/recorded.txt,
 #                               with which ./test.sh compares
 set -euo pipefail
@@ -31,6 +32,7 @@ if [[ "$*" != *filter* ]]; then
 fi
 bench/tables.py "$results" > build/bench/results.md
 if [ $# -eq 0 ]; then
+  bench/tables.py "$results" docs/performance.md
   bench/plots.py "$results" docs/plots
 fi
 echo "The figures are in $results, and as Markdown in build/bench/results.md."

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t kAdded = 10000;
 constexpr std::size_t kSamples = 20;
-constexpr int kRepetitionsOfSingle = 3;
 
 double InOneEdit(Ground& ground, std::size_t there) {
   std::vector<ContainerInfo> added;
@@ -72,8 +71,7 @@ void RunEdit(Session& session) {
       }
       session.Run({"10,000 adds at once", there, ground.Name()}, cases);
       session.Run({"10,000 adds one by one", there, ground.Name()},
-                  {{"quendril", [&ground, there] { return BySingleAdds(ground, there); }}},
-                  kRepetitionsOfSingle);
+                  {{"quendril", [&ground, there] { return BySingleAdds(ground, there); }}});
     }
   }
 }
