@@ -32,7 +32,9 @@ install_packages() {
 }
 
 build_packages=(cmake g++ ninja-build libboost-thread-dev)
-bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev)
+bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev
+  libtdb-dev libgdbm-dev gnuplot-nox python3 strace
+  valgrind util-linux)
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
   cppcheck libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux)
 # For the gauges of tests/hard/gauges, beside those of the tests.
