@@ -62,11 +62,9 @@ bool DecodeLiving(std::list<IdentObj>& blobs, std::list<ContainerInfo>& records)
 // Kept on purpose: no lock keeps other processes away between the removal and the writing.
 void RewriteFile(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
   XTOOFile const status(true);
-  // A base library may only return its refusal; writing on top would leave the old records in
-  // place.
-  if (!CTOOFile::Remove(fileName, status)) {
-    throw XTOOStatus(status.Status(), fileName, false);
-  }
+  CTOOFile::Remove(fileName, status);
+  // A base library may raise nothing; writing on top would leave the old records in place.
+  ThrowUnlessZero(static_cast<unsigned int>(status.Status()), fileName);
   CQuasiStructFile file(fileName, true, true);
   ThrowUnlessZero(static_cast<unsigned int>(file.Status()), fileName);
   file.Words.CleanedMark = kCleaned;
