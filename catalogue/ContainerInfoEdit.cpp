@@ -80,7 +80,9 @@ ContainerInfoEdit::~ContainerInfoEdit() {
 
 bool ContainerInfoEdit::Add(char const* path) {
   ContainerInfo record;
-  record.Path = path;
+  if (path != nullptr) {
+    record.Path = path;
+  }
   return Add(record);
 }
 

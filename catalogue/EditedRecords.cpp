@@ -32,11 +32,10 @@ bool EditedRecords::Add(ContainerInfo const& record) {
 }
 
 bool EditedRecords::Erase(char const* path) {
-  CTOOString const text(path);
-  if (text.IsEmpty()) {
+  if (path == nullptr || *path == 0) {
     return EraseNameless();
   }
-  PathIndex::Record const* const found = Index().Find(text);
+  PathIndex::Record const* const found = Index().Find(path);
   if (found == nullptr) {
     return false;
   }
