@@ -3,11 +3,11 @@
 #include <cerrno>
 
 #include "foundation/XTOOStatus.h"
+#include "recordstore/RecordFormat.h"
 
 namespace {
 
 constexpr unsigned int kCleaned = 1;
-constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 
 void ThrowUnlessZero(unsigned int code, char const* doing, CTOOString const& fileName) {
   if (code != 0) {
@@ -68,9 +68,14 @@ void LockedRecordFile::WriteTo(CTOOString const& fileName,
   ThrowUnlessZero(StatusOf(*file), "opening ", fileName);
   m_store.stor_Write(file.get(), &words, sizeof words);
   m_store.stor_Write(file.get(), m_header.Data, m_header.Length);
+  unsigned long size = sizeof words + static_cast<unsigned long>(m_header.Length);
   for (ContainerInfo* const record : records) {
-    m_store.stor_WriteIdentObject(file.get(), record->WriteData(), kCurrentPosition);
+    IdentObj const blob = record->WriteData();
+    m_store.stor_WriteIdentObject(file.get(), blob, kCurrentPosition);
+    size += kLengthPrefixSize + static_cast<unsigned long>(blob.Length);
   }
   file->Close();
   ThrowUnlessZero(StatusOf(*file), "writing ", fileName);
+  // A handle that gathers what is written need not tell what was lost on its way; the file does.
+  ThrowUnlessZero(FileVersion(fileName).IsOfSize(size) ? 0 : EIO, "writing ", fileName);
 }
