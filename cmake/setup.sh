@@ -1,4 +1,4 @@
-# Sourced by demo.sh and test.sh: installs Debian packages that are missing, and says so.
+# Sourced by demo.sh, docs.sh and test.sh: installs Debian packages that are missing, and says so.
 
 # install_packages PACKAGE...
 install_packages() {
@@ -35,8 +35,9 @@ build_packages=(cmake g++ ninja-build libboost-thread-dev)
 package_packages=("${build_packages[@]}" debhelper dpkg-dev fakeroot lintian)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev
   libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
+docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
 test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
   cppcheck libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux abigail-tools pkgconf
-  xz-utils)
+  xz-utils "${docs_packages[@]}")
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
