@@ -47,3 +47,8 @@ foreach(library quendril quendril-base)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
+
+foreach(page quendril.3 cont_info.dat.5 quendril.7)
+  string(REGEX MATCH "[0-9]$" section ${page})
+  install(FILES docs/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
