@@ -5,14 +5,21 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quendril)
 
-install(TARGETS quendril quendril-base EXPORT quendrilTargets
+set(libraries quendril)
+set(foundation_headers ${QUENDRIL_BASE}/foundation)
+if(NOT QUENDRIL_BASE)
+  list(APPEND libraries quendril-base)
+  set(foundation_headers ${PROJECT_SOURCE_DIR}/foundation)
+endif()
+install(TARGETS ${libraries} EXPORT quendrilTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quendril)
 install(EXPORT quendrilTargets NAMESPACE quendril:: DESTINATION ${package_dir})
 
 # The form of the includes stays: #include "catalogue/ContainerInfoList.h".
-foreach(layer foundation recordstore catalogue common)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${layer}
+foreach(layer ${foundation_headers} ${PROJECT_SOURCE_DIR}/recordstore ${PROJECT_SOURCE_DIR}/catalogue
+        ${PROJECT_SOURCE_DIR}/common)
+  install(DIRECTORY ${layer}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quendril
     FILES_MATCHING PATTERN "*.h"
     PATTERN embedded EXCLUDE
