@@ -7,7 +7,7 @@
 #include "common/CommonContInfoList.h"
 #include "foundation/XTOOStatus.h"
 
-int main(int, char** arguments) {
+int main(int /*count*/, char** arguments) {
   try {
     CommonContInfoList catalogue;
     ContainerInfoEdit edit(catalogue);

@@ -41,12 +41,13 @@ CTOOFile::CTOOFile(char const* name, char const* mode, bool flag)
 CTOOFile::~CTOOFile() { Close(); }
 
 unsigned int CTOOFile::Read(void* buffer, unsigned int count) const {
-  std::fseek(m_stream, 0, SEEK_CUR);  // Between writing and reading stdio wants a seek.
+  static_cast<void>(
+      std::fseek(m_stream, 0, SEEK_CUR));  // Between writing and reading stdio wants a seek.
   return static_cast<unsigned int>(std::fread(buffer, 1, count, m_stream));
 }
 
 unsigned int CTOOFile::Write(void const* buffer, unsigned int count) {
-  std::fseek(m_stream, 0, SEEK_CUR);
+  static_cast<void>(std::fseek(m_stream, 0, SEEK_CUR));
   m_isChanged = true;
   return static_cast<unsigned int>(std::fwrite(buffer, 1, count, m_stream));
 }
@@ -58,14 +59,14 @@ unsigned int CTOOFile::Seek(long offset, int origin) const {
 long CTOOFile::CurPos() const { return std::ftell(m_stream); }
 
 long CTOOFile::Length() const {
-  std::fflush(m_stream);
+  static_cast<void>(std::fflush(m_stream));
   struct stat what {};
   ::fstat(::fileno(m_stream), &what);
   return what.st_size;
 }
 
 void CTOOFile::Truncate() {
-  std::fflush(m_stream);
+  static_cast<void>(std::fflush(m_stream));
   m_isChanged = true;
   static_cast<void>(::ftruncate(::fileno(m_stream), CurPos()) == 0);
 }
@@ -74,7 +75,7 @@ void CTOOFile::Close() const {
   if (m_stream == nullptr) {
     return;
   }
-  std::fflush(m_stream);
+  static_cast<void>(std::fflush(m_stream));
   if (m_isChanged) {
     // The kernel's own stamps lag behind the clock, and a change would look older than a load.
     timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_OMIT}};

@@ -1,7 +1,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "foundation/debug.h"
 #include "foundation/SHGetFolderPath.h"
@@ -42,7 +41,7 @@ int SHGetFolderPath(void* /*window*/, int folder, void* /*token*/, unsigned int 
   if (folder != 35 || there == nullptr) {
     return 1;
   }
-  std::strcpy(path, there);
+  static_cast<void>(std::snprintf(path, 4096, "%s", there));
   return 0;
 }
 

@@ -28,7 +28,7 @@ char const* Checked(char const* text) {
 
 CTOOString::CTOOString() = default;
 CTOOString::CTOOString(char const* text) : m_text(Checked(text)) {}
-CTOOString::CTOOString(CTOOString const& other) : m_text(other.m_text.c_str()) {}
+CTOOString::CTOOString(CTOOString const& other) : CTOOString(static_cast<char const*>(other)) {}
 CTOOString::~CTOOString() = default;
 
 CTOOString& CTOOString::operator=(char const* text) {
@@ -39,7 +39,10 @@ CTOOString& CTOOString::operator=(char const* text) {
 }
 
 CTOOString& CTOOString::operator=(CTOOString const& other) {
-  return *this = static_cast<char const*>(other);
+  if (this != &other) {
+    *this = static_cast<char const*>(other);
+  }
+  return *this;
 }
 
 CTOOString& CTOOString::operator+=(char const* text) {
