@@ -38,6 +38,12 @@ foreach(layer ${foundation_headers} ${PROJECT_SOURCE_DIR}/recordstore ${PROJECT_
     PATTERN ScanAgain.h EXCLUDE)
 endforeach()
 
+# gdb loads by itself what stands under the library's own name there, whatever the prefix is in the end.
+install(CODE "file(INSTALL
+  DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/gdb/auto-load\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}\"
+  TYPE FILE RENAME \"$<TARGET_FILE_NAME:quendril>-gdb.py\"
+  FILES \"${PROJECT_SOURCE_DIR}/gdb/quendril-gdb.py\")")
+
 configure_package_config_file(cmake/quendrilConfig.cmake.in quendrilConfig.cmake
   INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(quendrilConfigVersion.cmake COMPATIBILITY SameMajorVersion)
