@@ -81,8 +81,15 @@ def text_at(pointer):
     return printable(data[:end]) if end >= 0 else printable(data) + "..."
 
 
+def has_member(kind, name):
+    return any(field.name == name or (field.is_base_class and has_member(field.type, name))
+               for field in kind.fields())
+
+
 def text_of(string):
-    return text_at(string["m_text"])
+    if has_member(string.type.strip_typedefs(), "m_none"):
+        return text_at(string["m_text"])
+    return string.format_string(max_elements=MOST_TEXT)  # Of a host's own base.
 
 
 def blob_of(blob):
@@ -346,11 +353,6 @@ PRINTERS = {
     "CTOOFileTime": (FileTimePrinter, "dwHighDateTime"),
     "_FILETIME": (FileTimePrinter, "dwHighDateTime"),
 }
-
-
-def has_member(kind, name):
-    return any(field.name == name or (field.is_base_class and has_member(field.type, name))
-               for field in kind.fields())
 
 
 class Printers(gdb.printing.PrettyPrinter):
