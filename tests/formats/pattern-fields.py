@@ -2,7 +2,7 @@
 """pattern-fields.py FORMATS: the structs of quendril.hexpat have the fields of the types in quendril.ksy:
 the same names, types, lengths and conditions in the same order.
 
-The pattern is not run here: its editor needs a display. So what its functions do is not tested.
+The pattern is only read here; pattern-translated.py is about what it does.
 """
 import pathlib
 import re
