@@ -55,7 +55,7 @@ install(FILES
 # Found from where the file is, so that the installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-foreach(library quendril quendril-base)
+foreach(library ${libraries})
   configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
