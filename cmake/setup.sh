@@ -36,7 +36,9 @@ package_packages=("${build_packages[@]}" debhelper dpkg-dev fakeroot lintian)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev
   libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
 test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
-  cppcheck libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux abigail-tools pkgconf
-  xz-utils)
+  cppcheck gdb libclang-rt-14-dev librapidcheck-dev binutils python3 python3-kaitaistruct
+  python3-yaml util-linux abigail-tools pkgconf xz-utils)
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
+# For a shell to work in (.devcontainer): all of them, and what a working copy wants.
+shell_packages=("${test_packages[@]}" "${bench_packages[@]}" "${gauge_packages[@]}" ca-certificates git less)
