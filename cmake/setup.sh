@@ -37,7 +37,10 @@ bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-d
   libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
 docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
 test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
-  cppcheck libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux abigail-tools pkgconf
-  xz-utils "${docs_packages[@]}")
+  cppcheck gdb libclang-rt-14-dev librapidcheck-dev binutils python3 python3-kaitaistruct
+  python3-yaml util-linux abigail-tools pkgconf xz-utils
+  "${docs_packages[@]}")
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
+# For a shell to work in (.devcontainer): all of them, and what a working copy wants.
+shell_packages=("${test_packages[@]}" "${bench_packages[@]}" "${gauge_packages[@]}" ca-certificates git less)

@@ -72,6 +72,7 @@ def blocks_of(page):
 
 def commands(text):
     """The words of a shell block that name what is run."""
+    text = re.sub(r"'[^']*'", "''", text)
     for line in re.sub(r"\\\n", " ", text).splitlines():
         words = re.sub(r"^(\w+=(\$\(.*?\)|\S+)\s*)+", "", line.split("#")[0]).split()
         if words:
