@@ -113,11 +113,11 @@ def compile_samples(functions, program):
     for number, block in enumerate(functions):
         block.number = number
     table = ", ".join(f"Sample{block.number}" for block in functions)
-    code = (f'#include "tests/docs/frame.h"\n{"".join(map(function, functions))}\n'
+    code = (f'#include "tests/docs/SampleFrame.h"\n{"".join(map(function, functions))}\n'
             f"void (*const kSamples[])() = {{{table}}};\n")
     source = program.with_suffix(".cpp")
     source.write_text(code)
-    here = sources / "tests/docs/frame.cpp"
+    here = sources / "tests/docs/SampleFrame.cpp"
     libraries = [build, build / "foundation"]
     done = subprocess.run(
         [compiler, "-std=c++17", "-O0", "-Wall", "-Wextra", "-Werror", "-Wno-unused-variable", "-I", sources,

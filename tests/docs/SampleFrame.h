@@ -1,5 +1,5 @@
-#ifndef QUENDRIL_TESTS_DOCS_FRAME_H
-#define QUENDRIL_TESTS_DOCS_FRAME_H
+#ifndef QUENDRIL_TESTS_DOCS_SAMPLEFRAME_H
+#define QUENDRIL_TESTS_DOCS_SAMPLEFRAME_H
 
 // What the samples of the pages may use without saying so.
 

@@ -1,6 +1,6 @@
 // Runs the sample whose number is given, with the machine-wide catalogue in a folder of its own.
 
-#include "tests/docs/frame.h"
+#include "tests/docs/SampleFrame.h"
 
 #include <cstdlib>
 #include <cstring>
