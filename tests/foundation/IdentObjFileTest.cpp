@@ -44,6 +44,11 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
+void* operator new(std::size_t size, std::nothrow_t const& /*unused*/) noexcept {
+  t_largest = std::max(t_largest, size);
+  return std::malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }

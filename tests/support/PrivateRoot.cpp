@@ -38,7 +38,7 @@ void EnterNamespaces() {
 }
 
 void MountEmptyFolders() {
-  Require(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+  Require(::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
   for (char const* const folder : {"/usr/lib", "/var/lib"}) {
     Require(::mount("tmpfs", folder, "tmpfs", 0, "mode=755") == 0, folder);
   }
