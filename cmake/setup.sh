@@ -32,14 +32,13 @@ install_packages() {
 }
 
 build_packages=(cmake g++ ninja-build libboost-thread-dev)
-package_packages=("${build_packages[@]}" debhelper dpkg-dev fakeroot lintian)
+docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
+package_packages=("${build_packages[@]}" "${docs_packages[@]}" debhelper dpkg-dev fakeroot lintian)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev
   libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
-docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
 test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
   cppcheck gdb libclang-rt-14-dev librapidcheck-dev binutils python3 python3-kaitaistruct
-  python3-yaml util-linux abigail-tools pkgconf xz-utils
-  "${docs_packages[@]}")
+  python3-yaml util-linux abigail-tools pkgconf xz-utils)
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
 # For a shell to work in (.devcontainer): all of them, and what a working copy wants.

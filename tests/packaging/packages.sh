@@ -15,8 +15,8 @@ if [ "${1:-}" != inside ]; then
   exec unshare --mount --propagation private "$0" inside
 fi
 
-packages=(libquendril1 libquendril-base1 libquendril-dev)
-files=$(for name in "${packages[@]}"; do echo "$root/build/package/${name}_"*_amd64.deb; done)
+packages=(libquendril1 libquendril-base1 libquendril-dev libquendril-doc quendril-tools)
+files=$(for name in "${packages[@]}"; do echo "$root/build/package/${name}_"*.deb; done)
 
 view=$(mktemp -d)
 trap 'umount -R "$view"; rm -rf "$view"' EXIT
@@ -42,7 +42,9 @@ echo "A host that CMake built ran."
 g++ -std=c++17 main.cpp -o consumer $(pkg-config --cflags --libs quendril-base)
 ./consumer /host/scratch-pkg-config
 echo "A host that pkg-config helped to build ran."
-dpkg --purge libquendril-dev libquendril1 libquendril-base1
+quendril-inspect --version
+grep -q quendril /usr/share/doc/libquendril-doc/html/index.html
+dpkg --purge quendril-tools libquendril-doc libquendril-dev libquendril1 libquendril-base1
 rm -rf /host /packages
 INSIDE
 
