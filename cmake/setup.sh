@@ -31,9 +31,9 @@ install_packages() {
     apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(cmake g++ ninja-build libboost-thread-dev)
+build_packages=(cmake g++ ninja-build libboost-thread-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev)
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
-  cppcheck libclang-rt-14-dev librapidcheck-dev binutils python3 util-linux)
+  cppcheck libclang-rt-14-dev librapidcheck-dev binutils mandoc python3 util-linux)
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
