@@ -146,7 +146,7 @@ class RecordTaker {
  public:
   explicit RecordTaker(std::string const& source) : m_source(source) {}
 
-  bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
+  bool operator()(int depth, Json::parse_event_t event, Json const& parsed) {
     if (depth == kRecordDepth - 1 && event == Json::parse_event_t::key) {
       m_isRecords = parsed == "records";
     }

@@ -43,12 +43,19 @@ class Tally {
   std::array<std::size_t, 3> m_counts{};
 };
 
+// A file to be checked, and how.
+struct Job {
+  Input const& input;
+  CheckOptions const& check;
+};
+
 template <typename List>
-void Check(Input const& input, Tally& tally, List const& list) {
+void Check(Job const& job, Tally& tally, List const& list) {
+  Input const& input = job.input;
   Progress progress("checking " + Printable(input.path));
   progress.SetCount(input.file.Count());
   FindAll(
-      input.file,
+      input.file, job.check.asksForContainers,
       [&](Finding const& finding) {
         if (tally.Note(finding)) {
           list(finding);
@@ -91,21 +98,22 @@ void TellEnd(Input const& input, Tally const& tally, TextOut& out) {
   }
 }
 
-void CheckAsText(Options const& options, Input const& input, Tally& tally) {
+void CheckAsText(Options const& options, Job const& job, Tally& tally) {
   TextOut out(stdout);
   bool const hasColor = HasColor(options);
-  Check(input, tally, [&](Finding const& finding) { out.Write(LineOf(finding, hasColor)); });
-  TellEnd(input, tally, out);
+  Check(job, tally, [&](Finding const& finding) { out.Write(LineOf(finding, hasColor)); });
+  TellEnd(job.input, tally, out);
 }
 
-void CheckAsJson(Input const& input, Tally& tally) {
+void CheckAsJson(Job const& job, Tally& tally) {
+  Input const& input = job.input;
   JsonWriter json(stdout);
   json.BeginObject();
   json.Name("file", input.path);
   json.Number("size", input.bytes.size());
   json.Number("records", input.file.Count());
   json.BeginArray("findings");
-  Check(input, tally, [&json](Finding const& finding) {
+  Check(job, tally, [&json](Finding const& finding) {
     json.BeginObject("", JsonWriter::Shape::Line);
     json.Text("level", NameOf(finding.level));
     json.Text("kind", finding.kind);
@@ -126,13 +134,14 @@ void CheckAsJson(Input const& input, Tally& tally) {
 
 }  // namespace
 
-ExitStatus CheckFile(Options const& options, bool isAll) {
+ExitStatus CheckFile(Options const& options, CheckOptions const& check) {
   Input const input(options);
-  Tally tally(isAll);
+  Job const job{input, check};
+  Tally tally(check.isAll);
   if (options.isJson) {
-    CheckAsJson(input, tally);
+    CheckAsJson(job, tally);
   } else {
-    CheckAsText(options, input, tally);
+    CheckAsText(options, job, tally);
   }
   return tally.Status();
 }

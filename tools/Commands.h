@@ -22,8 +22,12 @@ ExitStatus ShowRecords(Options const& options, std::string const& path);
 // Every byte of the file, or of one record, with its meaning.
 ExitStatus DumpFields(Options const& options, std::optional<std::size_t> record);
 
-// What is wrong with the file. Without `isAll` what is found too often is counted only.
-ExitStatus CheckFile(Options const& options, bool isAll);
+// What is wrong with the file.
+struct CheckOptions {
+  bool isAll = false;  // Otherwise what is found too often is counted only.
+  bool asksForContainers = true;
+};
+ExitStatus CheckFile(Options const& options, CheckOptions const& check);
 
 // Counts and sizes.
 ExitStatus ShowStatistics(Options const& options);

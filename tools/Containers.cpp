@@ -8,6 +8,17 @@
 
 namespace inspect {
 
+namespace {
+
+// As a save knows them, which tells of them only where the container exists.
+bool HasReservedWord(CTOOString const& path) {
+  constexpr unsigned int kNotFound = 0xFFFFFFFF;
+  return path.FindNocase("cur_pers") != kNotFound || path.FindNocase("usrguard") != kNotFound ||
+         path.FindNocase(".lck") != kNotFound;
+}
+
+}  // namespace
+
 CTOOString ToPath(std::string_view text) {
   CTOOString path;
   path.Load(reinterpret_cast<unsigned char const*>(text.data()),
@@ -32,6 +43,9 @@ Fate Fates::Judge(std::string_view text) {
   }
   if (!m_seen.insert(text).second) {
     return Fate::Duplicate;
+  }
+  if (!m_asksForContainers) {
+    return HasReservedWord(ToPath(text)) ? Fate::ReservedWord : Fate::Kept;
   }
   std::list<ContainerInfo> record(1);
   record.front().Path = ToPath(text);

@@ -12,12 +12,16 @@ namespace inspect {
 enum class Fate { Kept, EmptyPath, Duplicate, Missing, ReservedWord };
 
 // Judges the records of one file in their order, with the library's own rules. Paths are judged by
-// their texts, which must outlive this object.
+// their texts, which must outlive this object. Without `asksForContainers` all containers count as
+// existing: for a file of another machine.
 class Fates {
  public:
+  explicit Fates(bool asksForContainers = true) : m_asksForContainers(asksForContainers) {}
+
   Fate Judge(std::string_view text);
 
  private:
+  bool const m_asksForContainers;
   std::unordered_set<std::string_view> m_seen;
 };
 

@@ -141,10 +141,10 @@ char const* NameOf(Level level) {
   }
 }
 
-void FindAll(RecordFile const& file, Report const& report,
+void FindAll(RecordFile const& file, bool asksForContainers, Report const& report,
              std::function<void(std::size_t)> const& step) {
   ReportHead(file, report);
-  Fates fates;
+  Fates fates(asksForContainers);
   for (std::size_t number = 0; number < file.Count(); ++number) {
     step(number);
     ContainerView const view = ReadContainer(file, number);

@@ -21,7 +21,7 @@ struct CommandLine {
   inspect::WatchOptions watch;
   std::string argument;  // A path, another file, a JSON file.
   std::optional<std::size_t> record;
-  bool isAll = false;
+  inspect::CheckOptions check;
   std::function<ExitStatus()> run;
 };
 
@@ -64,10 +64,13 @@ void AddLooking(CLI::App& app, CommandLine& line) {
   AddColor(dump, line);
   dump->add_option("--record", line.record, "only the record of this number");
   CLI::App* const check = AddCommand(app, line, "check", "what is wrong with the file",
-                                     [&line] { return CheckFile(line.options, line.isAll); });
+                                     [&line] { return CheckFile(line.options, line.check); });
   AddFile(check, line);
   AddColor(check, line);
-  check->add_flag("--all", line.isAll, "list all that is found, however much");
+  check->add_flag("--all", line.check.isAll, "list all that is found, however much");
+  check->add_flag_callback(
+      "--no-containers", [&line] { line.check.asksForContainers = false; },
+      "do not ask whether containers exist: for a file of another machine");
   AddFile(AddCommand(app, line, "stat", "counts and sizes",
                      [&line] { return ShowStatistics(line.options); }),
           line);

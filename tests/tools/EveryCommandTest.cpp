@@ -74,28 +74,23 @@ class EveryCommandTest : public testing::Test {
         {"list", inspect::ListRecords},
         {"show", [](Options const& o) { return ShowRecords(o, "/keys/second"); }},
         {"dump", [](Options const& o) { return DumpFields(o, std::nullopt); }},
-        {"check", [](Options const& o) { return CheckFile(o, true); }},
+        {"check", [](Options const& o) { return CheckFile(o, {}); }},
         {"stat", inspect::ShowStatistics},
         {"diff", [this](Options const& o) { return ShowDifferences(o, m_folder / "other"); }},
-        {"export",
-         [out](Options const& o) {
-           return ExportFile(o, {out, false});
-         }},
+        {"export", [](Options const& o) { return ExportFile(o, {}); }},
         {"salvage", [this](Options const& o) { return Salvage(o, m_folder / "out"); }},
-        {"map",
-         [out](Options const& o) {
-           return DrawMap(o, {out, false});
-         }},
+        {"map", [](Options const& o) { return DrawMap(WithoutJson(o), {}); }},
     };
   }
 
-  void RunAll(std::string const& content) {
+  // A third of the commands, in turn: a file is spoilt in each of its bytes many times.
+  void RunSome(std::string const& content) {
     Silence const silence;
     std::string const path = m_folder / "file";
     WriteFile(path, content);
-    ++m_runs;
+    unsigned int number = ++m_runs;
     for (auto const& [name, run] : Commands()) {
-      if (name == "salvage" && m_runs % 16 != 0) {
+      if (++number % 3 != 0 || (name == "salvage" && m_runs % 16 != 0)) {
         continue;
       }
       Options options;
@@ -120,7 +115,7 @@ class EveryCommandTest : public testing::Test {
 TEST_F(EveryCommandTest, EndsByItselfOverEveryCutLength) {
   for (std::string const& file : WholeFiles()) {
     for (std::size_t size = 0; size <= file.size(); ++size) {
-      RunAll(file.substr(0, size));
+      RunSome(file.substr(0, size));
     }
   }
 }
@@ -130,7 +125,7 @@ TEST_F(EveryCommandTest, EndsByItselfOverEveryWrongBit) {
   for (std::size_t bit = 0; bit < 8 * file.size(); ++bit) {
     std::string wrong = file;
     wrong[bit / 8] = static_cast<char>(wrong[bit / 8] ^ (1 << bit % 8));
-    RunAll(wrong);
+    RunSome(wrong);
   }
 }
 
@@ -140,7 +135,7 @@ TEST_F(EveryCommandTest, EndsByItselfOverEveryWrongWord) {
     for (unsigned int const value : {0U, 1U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
       std::string wrong = file;
       wrong.replace(offset, 4, Word(value));
-      RunAll(wrong);
+      RunSome(wrong);
     }
   }
 }

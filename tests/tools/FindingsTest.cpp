@@ -17,10 +17,10 @@ using inspect::Level;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<Finding> FindIn(std::string const& file) {
+std::vector<Finding> FindIn(std::string const& file, bool asksForContainers = true) {
   std::vector<Finding> findings;
   FindAll(
-      inspect::ParseFile(file),
+      inspect::ParseFile(file), asksForContainers,
       [&findings](Finding const& finding) { findings.push_back(finding); }, [](std::size_t) {});
   return findings;
 }
@@ -67,6 +67,27 @@ TEST(Findings, WhatTheNextSaveDropsIsFound) {
   EXPECT_THAT(KindsIn(Catalogue({ContainerBytes("/"), ContainerBytes("/")})),
               ElementsAre("duplicate-path"));
   EXPECT_EQ(Level::Loss, FindIn(Catalogue({gone}))[0].level);
+}
+
+TEST(Findings, OfAnotherMachinesFileContainersAreNotAskedFor) {
+  std::string const file = Catalogue({ContainerBytes("/gone"), ContainerBytes("/gone"),
+                                      ContainerBytes("/gone/CUR_PERS"), ContainerBytes("")});
+  std::vector<std::string> kinds;
+  for (Finding const& finding : FindIn(file, false)) {
+    kinds.emplace_back(finding.kind);
+  }
+  EXPECT_THAT(kinds, ElementsAre("duplicate-path", "reserved-word", "empty-path"));
+}
+
+// The words are a save's; with and without asking they are the same.
+TEST(Findings, ReservedWordsAreThoseThatASaveKnows) {
+  TempFolder const folder;
+  for (std::string const name :
+       {"cur_pers", "CUR_PERS2", "usrguard", "x.LCK.y", "cur-pers", "lck"}) {
+    WriteFile(folder / name, "");
+    std::string const file = Catalogue({ContainerBytes(folder / name)});
+    EXPECT_EQ(FindIn(file).size(), FindIn(file, false).size()) << name;
+  }
 }
 
 TEST(Findings, BytesThatTheNextSaveLeavesOutAreFound) {
