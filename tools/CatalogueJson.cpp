@@ -144,7 +144,7 @@ std::string HeadBytes(Members const& document) {
 // Takes the records as they are read: all of them at once would take many times their size.
 class RecordTaker {
  public:
-  explicit RecordTaker(std::string const& source) : m_source(source) {}
+  RecordTaker(std::string const& source, Step const& step) : m_source(source), m_step(step) {}
 
   bool operator()(int depth, Json::parse_event_t event, Json const& parsed) {
     if (depth == kRecordDepth - 1 && event == Json::parse_event_t::key) {
@@ -153,6 +153,9 @@ class RecordTaker {
     bool const isRecord =
         m_isRecords && depth == kRecordDepth && event == Json::parse_event_t::object_end;
     if (isRecord) {
+      if (m_step) {
+        m_step(m_count);
+      }
       m_bytes += RecordBytes(parsed, fmt::format("{}: record {}", m_source, m_count++));
     }
     return !isRecord;
@@ -163,6 +166,7 @@ class RecordTaker {
 
  private:
   std::string const m_source;
+  Step const& m_step;
   std::string m_bytes;
   std::size_t m_count = 0;
   bool m_isRecords = false;
@@ -178,7 +182,7 @@ void RequireKnown(Members const& document, std::string const& source) {
 
 }  // namespace
 
-void WriteCatalogueJson(RecordFile const& file, std::FILE* out) {
+void WriteCatalogueJson(RecordFile const& file, std::FILE* out, Step const& step) {
   JsonWriter json(out);
   json.BeginObject();
   json.Text("format", kFormat);
@@ -190,6 +194,9 @@ void WriteCatalogueJson(RecordFile const& file, std::FILE* out) {
   }
   json.BeginArray("records");
   for (std::size_t number = 0; number < file.Count(); ++number) {
+    if (step) {
+      step(number);
+    }
     json.BeginObject();
     WriteRecord(json, ReadContainer(file, number), file.Blob(number));
     json.End();
@@ -201,9 +208,10 @@ void WriteCatalogueJson(RecordFile const& file, std::FILE* out) {
   json.End();
 }
 
-std::string ReadCatalogueJson(std::string const& json, std::string const& source) {
+std::string ReadCatalogueJson(std::string const& json, std::string const& source,
+                              Step const& step) {
   std::string const name = Printable(source);
-  RecordTaker taker(name);
+  RecordTaker taker(name, step);
   try {
     Json const document = Json::parse(json, std::ref(taker));
     Members const members(document, name);

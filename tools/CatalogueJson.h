@@ -16,11 +16,13 @@ namespace inspect {
 //     "records": [ {"path": ..., ...}, ... ],      RecordJson.h has their members
 //     "rest": "0500"                               what stands behind the last whole record
 //   }
-void WriteCatalogueJson(RecordFile const& file, std::FILE* out);
+// `step` hears the number of each record.
+void WriteCatalogueJson(RecordFile const& file, std::FILE* out, Step const& step = nullptr);
 
 // The bytes that such JSON stands for. Throws a Failure that names the place in `source` when it is
 // not such JSON: a member that is missing or unknown, a number that does not fit 32 bits.
-std::string ReadCatalogueJson(std::string const& json, std::string const& source);
+std::string ReadCatalogueJson(std::string const& json, std::string const& source,
+                              Step const& step = nullptr);
 
 }  // namespace inspect
 

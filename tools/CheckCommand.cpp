@@ -52,8 +52,7 @@ struct Job {
 template <typename List>
 void Check(Job const& job, Tally& tally, List const& list) {
   Input const& input = job.input;
-  Progress progress("checking " + Printable(input.path));
-  progress.SetCount(input.file.Count());
+  Progress progress("checking " + Printable(input.path), input.file.Count());
   FindAll(
       input.file, job.check.asksForContainers,
       [&](Finding const& finding) {

@@ -31,9 +31,9 @@ ExitStatus ShowDifferences(Options const& options, std::string const& other) {
   second.file = other;
   Input const after(second);
   Comparison const comparison = [&] {
-    Progress const progress("comparing " + Printable(before.path) + " and " +
-                            Printable(after.path));
-    return Compare(before.file, after.file);
+    Progress progress("comparing " + Printable(before.path) + " and " + Printable(after.path));
+    return Compare(before.file, after.file,
+                   [&progress](std::size_t number) { progress.Step(number); });
   }();
   if (options.isJson) {
     ShowAsJson(before, after, comparison);

@@ -151,13 +151,16 @@ void WriteHead(JsonWriter& json, char const* key, RecordFile const& file) {
 
 }  // namespace
 
-Comparison Compare(RecordFile const& before, RecordFile const& after) {
+Comparison Compare(RecordFile const& before, RecordFile const& after, Step const& step) {
   Comparison comparison{before, after, {}, false, RestOf(before) != RestOf(after)};
   Names names(before);
   std::vector<bool> isKept(before.Count());
   std::vector<Difference> found;
   std::size_t latest = 0;
   for (std::size_t number = 0; number < after.Count(); ++number) {
+    if (step) {
+      step(number);
+    }
     std::size_t const partner = names.Take(after, number);
     if (partner == kNone) {
       found.push_back({std::nullopt, number});

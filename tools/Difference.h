@@ -31,7 +31,7 @@ struct Comparison {
 
 // Records of the same path belong together, in their order; records that are no container records
 // when all their bytes are the same.
-Comparison Compare(RecordFile const& before, RecordFile const& after);
+Comparison Compare(RecordFile const& before, RecordFile const& after, Step const& step = nullptr);
 
 // One line for each difference; none for files of the same bytes.
 std::vector<std::string> Describe(Comparison const& comparison);

@@ -56,9 +56,9 @@ class JsonFields : public FieldSink {
 };
 
 void Walk(Input const& input, std::optional<std::size_t> record, FieldSink& sink) {
-  Progress const progress("dumping " + Printable(input.path));
+  Progress progress("dumping " + Printable(input.path), input.file.Count());
   if (!record) {
-    WalkFile(input.file, sink);
+    WalkFile(input.file, sink, [&progress](std::size_t number) { progress.Step(number); });
     return;
   }
   WalkRecord(input.file, *record, sink);

@@ -17,8 +17,11 @@ ExitStatus ExportFile(Options const& options, OutputOptions const& output) {
   Input const input(options);
   RequireOther(input.path, output.file);
   {
-    Progress const progress("exporting " + Printable(input.path));
-    WriteOutput(output, [&input](std::FILE* out) { WriteCatalogueJson(input.file, out); });
+    Progress progress("exporting " + Printable(input.path), input.file.Count());
+    WriteOutput(output, [&](std::FILE* out) {
+      WriteCatalogueJson(input.file, out,
+                         [&progress](std::size_t number) { progress.Step(number); });
+    });
   }
   TellDamage(input);
   return input.file.damage ? ExitStatus::Damaged : ExitStatus::Success;
@@ -27,8 +30,10 @@ ExitStatus ExportFile(Options const& options, OutputOptions const& output) {
 ExitStatus ImportFile(Options const& options, std::string const& json,
                       OutputOptions const& output) {
   RequireOther(json, output.file);
-  Progress const progress("importing " + Printable(json));
-  Input const result(output.file, ReadCatalogueJson(ReadText(json), json));
+  Progress progress("importing records of " + Printable(json));
+  Input const result(output.file,
+                     ReadCatalogueJson(ReadText(json), json,
+                                       [&progress](std::size_t number) { progress.Step(number); }));
   WriteCatalogue(output, result.bytes, "", options.isLocked);
   if (options.isJson) {
     JsonWriter writer(stdout);

@@ -142,7 +142,7 @@ char const* NameOf(Level level) {
 }
 
 void FindAll(RecordFile const& file, bool asksForContainers, Report const& report,
-             std::function<void(std::size_t)> const& step) {
+             Step const& step) {
   ReportHead(file, report);
   Fates fates(asksForContainers);
   for (std::size_t number = 0; number < file.Count(); ++number) {

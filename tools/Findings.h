@@ -31,8 +31,7 @@ char const* NameOf(Level level);
 // Looks at the header words, the header and every record, and `asksForContainers` or not. `step`
 // hears the number of each record before it is looked at.
 void FindAll(RecordFile const& file, bool asksForContainers,
-             std::function<void(Finding const&)> const& report,
-             std::function<void(std::size_t)> const& step);
+             std::function<void(Finding const&)> const& report, Step const& step);
 
 }  // namespace inspect
 

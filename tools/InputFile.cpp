@@ -74,7 +74,9 @@ std::string ReadAll(Descriptor const& file, std::string const& path) {
   if (::fstat(file.Get(), &what) == 0 && S_ISREG(what.st_mode)) {
     content.reserve(static_cast<std::size_t>(what.st_size) + 1);
   }
+  Progress progress("reading " + Printable(path), content.capacity());
   for (std::size_t size = 0;;) {
+    progress.Step(size);
     content.resize(std::max(content.capacity(), size + kBlockSize));
     ssize_t const count = ::read(file.Get(), &content[size], content.size() - size);
     if (count < 0 && errno != EINTR) {
@@ -104,12 +106,11 @@ std::string ReadInput(std::string const& path, bool isLocked) {
     IPC::CReadWriteLock_file lock(path.c_str());
     std::optional<IPC::CReadLocker> locker;
     if (isLocked) {
-      Progress const waiting("waiting for the lock of " + Printable(path) +
-                             "; \"quendril-inspect locks\" tells who holds it");
+      Waiting const waiting("waiting for the lock of " + Printable(path) +
+                            "; \"quendril-inspect locks\" tells who holds it");
       locker.emplace(lock);
     }
     // Opened under the lock: what the path names may have changed while it was waited for.
-    Progress const reading("reading " + Printable(path));
     return ReadAll(OpenRegular(path), path);
   } catch (XTOOStatus const& error) {
     throw Failure(Printable(path),

@@ -58,8 +58,7 @@ void WriteJsonRow(JsonWriter& json, ContainerView const& view, std::size_t numbe
 // Calls for each record, and returns whether all are container records.
 template <typename Take>
 bool ForEachRecord(Input const& input, Take const& take) {
-  Progress progress("listing " + Printable(input.path));
-  progress.SetCount(input.file.Count());
+  Progress progress("listing " + Printable(input.path), input.file.Count());
   bool isSound = true;
   for (std::size_t number = 0; number < input.file.Count(); ++number) {
     progress.Step(number);

@@ -20,9 +20,10 @@ ExitStatus DrawMap(Options const& options, OutputOptions const& output) {
   }
   bool isDamaged = false;
   {
-    Progress const progress("drawing " + Printable(input.path));
+    Progress progress("drawing " + Printable(input.path), input.file.Count());
     WriteOutput(output, [&](std::FILE* out) {
-      isDamaged = DrawPicture(input.file, Readable(input.path), out);
+      isDamaged = DrawPicture(input.file, Readable(input.path), out,
+                              [&progress](std::size_t number) { progress.Step(number); });
     });
   }
   if (options.isJson) {

@@ -133,9 +133,9 @@ class CellSink : public FieldSink {
 
 class Picture {
  public:
-  Picture(RecordFile const& file, std::string const& title, TextOut& out)
+  Picture(RecordFile const& file, std::string const& title, TextOut& out, Step const& step)
       : m_file(file), m_scale(file.bytes.size()), m_sink(m_scale, file.bytes.size()), m_out(out) {
-    WalkFile(file, m_sink);
+    WalkFile(file, m_sink, step);
     std::size_t const rows = (m_sink.Count() + m_scale.cellsPerRow - 1) / m_scale.cellsPerRow;
     m_legend = kTop + rows * kRowStep + kRowStep;
     Begin(title);
@@ -257,9 +257,10 @@ class Picture {
 
 }  // namespace
 
-bool DrawPicture(RecordFile const& file, std::string const& title, std::FILE* out) {
+bool DrawPicture(RecordFile const& file, std::string const& title, std::FILE* out,
+                 Step const& step) {
   TextOut text(out);
-  return Picture(file, title, text).Draw();
+  return Picture(file, title, text, step).Draw();
 }
 
 }  // namespace inspect

@@ -12,7 +12,8 @@ namespace inspect {
 // with a title and a legend. A small file shows each byte and names each field when it is pointed
 // at; in a large one a dot stands for several bytes, and for damage if there is any in them. The
 // picture's size is bounded whatever the file's. Returns whether the file is damaged.
-bool DrawPicture(RecordFile const& file, std::string const& title, std::FILE* out);
+bool DrawPicture(RecordFile const& file, std::string const& title, std::FILE* out,
+                 Step const& step = nullptr);
 
 }  // namespace inspect
 

@@ -144,7 +144,7 @@ void WriteCatalogue(OutputOptions const& output, std::string const& bytes, std::
     IPC::CReadWriteLock_file lock(output.file.c_str());
     std::optional<IPC::CWriteLocker> locker;
     if (isLocked && isReplaced) {
-      Progress const waiting("waiting for the lock of " + Printable(output.file));
+      Waiting const waiting("waiting for the lock of " + Printable(output.file));
       locker.emplace(lock);
     }
     Write(output, isReplaced ? output.file : like, [&bytes](std::FILE* stream) {

@@ -1,14 +1,34 @@
 #include "tools/Progress.h"
 
-#include <chrono>
+#include <utility>
 
 #include <fmt/core.h>
 
 namespace inspect {
 
-Progress::Progress(std::string const& what) : m_what(what), m_thread([this] { Tell(); }) {}
+namespace {
 
-Progress::~Progress() {
+constexpr std::chrono::seconds kPause(1);
+
+void Print(std::string const& text) { fmt::print(stderr, "quendril-inspect: {}\n", text); }
+
+}  // namespace
+
+Progress::Progress(std::string what, std::size_t count)
+    : m_what(std::move(what)), m_count(count), m_next(Clock::now() + kPause) {}
+
+void Progress::Step(std::size_t done) {
+  if (Clock::now() < m_next) {
+    return;
+  }
+  m_next = Clock::now() + kPause;
+  Print(m_count == 0 ? fmt::format("{}: {} done", m_what, done)
+                     : fmt::format("{}: {} % of {}", m_what, 100 * done / m_count, m_count));
+}
+
+Waiting::Waiting(std::string what) : m_what(std::move(what)), m_thread([this] { Tell(); }) {}
+
+Waiting::~Waiting() {
   {
     std::lock_guard<std::mutex> const guard(m_mutex);
     m_hasEnded = true;
@@ -17,15 +37,10 @@ Progress::~Progress() {
   m_thread.join();
 }
 
-void Progress::Tell() {
+void Waiting::Tell() {
   std::unique_lock<std::mutex> guard(m_mutex);
-  while (!m_ended.wait_for(guard, std::chrono::seconds(1), [this] { return m_hasEnded; })) {
-    std::uint64_t const count = m_count;
-    std::string text = "quendril-inspect: " + m_what;
-    if (count != 0) {
-      text += fmt::format(", {} % of {}", 100 * m_done / count, count);
-    }
-    fmt::print(stderr, "{}\n", text);
+  while (!m_ended.wait_for(guard, kPause, [this] { return m_hasEnded; })) {
+    Print(m_what);
   }
 }
 

@@ -1,35 +1,44 @@
 #ifndef QUENDRIL_TOOLS_PROGRESS_H
 #define QUENDRIL_TOOLS_PROGRESS_H
 
-#include <atomic>
+#include <chrono>
 #include <condition_variable>
-#include <cstdint>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <thread>
 
 namespace inspect {
 
-// Tells on the standard error what is being done, once a second from the second second on. The
-// functions are for the thread that made it.
+// Tells on the standard error, once a second from the second second on, how far some work is whose
+// steps are short.
 class Progress {
  public:
-  // `what`: "waiting for the lock of /a/b".
-  explicit Progress(std::string const& what);
-  Progress(Progress const&) = delete;
-  Progress& operator=(Progress const&) = delete;
-  ~Progress();
+  // `what`: "listing /a/b". Of `count` steps, if it is not 0, the share that is done is told.
+  explicit Progress(std::string what, std::size_t count = 0);
 
-  // Of how many steps how many are done; nothing is told about the steps while the count is 0.
-  void SetCount(std::uint64_t count) { m_count = count; }
-  void Step(std::uint64_t done) { m_done = done; }
+  void Step(std::size_t done);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string const m_what;
+  std::size_t const m_count;
+  Clock::time_point m_next;
+};
+
+// The same for one step that may take for ever.
+class Waiting {
+ public:
+  explicit Waiting(std::string what);
+  Waiting(Waiting const&) = delete;
+  Waiting& operator=(Waiting const&) = delete;
+  ~Waiting();
 
  private:
   void Tell();
 
   std::string const m_what;
-  std::atomic<std::uint64_t> m_count{0};
-  std::atomic<std::uint64_t> m_done{0};
   std::mutex m_mutex;
   std::condition_variable m_ended;
   bool m_hasEnded = false;  // Guarded by m_mutex.

@@ -158,12 +158,15 @@ void WalkRecord(RecordFile const& file, std::size_t number, FieldSink& sink) {
   FieldWalk(file.bytes, sink).Record(number, file.offsets[number]);
 }
 
-void WalkFile(RecordFile const& file, FieldSink& sink) {
+void WalkFile(RecordFile const& file, FieldSink& sink, Step const& step) {
   if (file.IsEmpty()) {
     return;
   }
   WalkHead(file, sink);
   for (std::size_t number = 0; number < file.Count(); ++number) {
+    if (step) {
+      step(number);
+    }
     WalkRecord(file, number, sink);
   }
   if (file.hasHead && file.damage) {

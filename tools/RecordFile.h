@@ -14,6 +14,9 @@ namespace inspect {
 
 constexpr std::size_t kHeadSize = 12;
 
+// Hears, from time to time, how far long work is.
+using Step = std::function<void(std::size_t)>;
+
 // A record file's bytes, and where its records begin. It refers to the bytes, which are not its
 // own. They are not trusted: what does not fit is damage, and nothing outside them is read.
 struct RecordFile {
@@ -69,8 +72,9 @@ ContainerView ReadContainer(RecordFile const& file, std::size_t number);
 // The sub-records in their order. REQUIRES: view.IsContainer().
 void ForEachSubRecord(ContainerView const& view, std::function<void(SubView const&)> const& take);
 
-// All fields of the file, damaged parts included: every byte once. Constant memory.
-void WalkFile(RecordFile const& file, FieldSink& sink);
+// All fields of the file, damaged parts included: every byte once. Constant memory. `step` hears
+// the number of each record.
+void WalkFile(RecordFile const& file, FieldSink& sink, Step const& step = nullptr);
 // The header words and the header.
 void WalkHead(RecordFile const& file, FieldSink& sink);
 // One record with its length.

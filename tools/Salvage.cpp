@@ -52,7 +52,7 @@ class Skim : public FieldSink {
 
 class Salvager {
  public:
-  Salvager(std::string_view file, std::function<void(std::size_t)> const& step)
+  Salvager(std::string_view file, Step const& step)
       : m_file(file), m_step(step), m_budget(kFieldsPerByte * file.size() + kSmallestContainer) {}
 
   Salvage Run() {
@@ -225,14 +225,14 @@ class Salvager {
   }
 
   std::string_view const m_file;
-  std::function<void(std::size_t)> const& m_step;
+  Step const& m_step;
   std::size_t m_budget;
   Salvage m_result;
 };
 
 }  // namespace
 
-Salvage SalvageRecords(std::string_view file, std::function<void(std::size_t)> const& step) {
+Salvage SalvageRecords(std::string_view file, Step const& step) {
   return Salvager(file, step).Run();
 }
 

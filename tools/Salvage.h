@@ -2,10 +2,11 @@
 #define QUENDRIL_TOOLS_SALVAGE_H
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/RecordFile.h"
 
 namespace inspect {
 
@@ -32,7 +33,7 @@ struct Salvage {
 // byte by byte, for the next place where a record begins; a record whose length is wrong is taken
 // if its fields fit and another record, or the end of the file, follows them. `step` hears the
 // offsets that are reached. The time is bounded by the size of the file.
-Salvage SalvageRecords(std::string_view file, std::function<void(std::size_t)> const& step);
+Salvage SalvageRecords(std::string_view file, Step const& step);
 
 }  // namespace inspect
 

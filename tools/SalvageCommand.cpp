@@ -18,8 +18,7 @@ namespace {
 constexpr std::size_t kListed = 1000;
 
 Salvage Work(Input const& input) {
-  Progress progress("salvaging " + Printable(input.path));
-  progress.SetCount(input.bytes.size());
+  Progress progress("salvaging " + Printable(input.path), input.bytes.size());
   return SalvageRecords(input.bytes, [&progress](std::size_t offset) { progress.Step(offset); });
 }
 

@@ -52,9 +52,10 @@ struct Statistics {
 };
 
 Statistics CountAll(Input const& input) {
-  Progress const progress("counting " + Printable(input.path));
+  Progress progress("counting " + Printable(input.path), input.file.Count());
   Statistics statistics;
-  WalkFile(input.file, statistics.counter);
+  WalkFile(input.file, statistics.counter,
+           [&progress](std::size_t number) { progress.Step(number); });
   for (std::size_t number = 0; number < input.file.Count(); ++number) {
     std::size_t const size = input.file.Blob(number).size();
     statistics.smallest = number == 0 ? size : std::min(statistics.smallest, size);

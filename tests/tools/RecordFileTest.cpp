@@ -142,7 +142,8 @@ TEST(ContainerModel, WhatTheLibraryDecodesIsAContainer) {
 }
 
 TEST(ContainerModel, BytesBehindTheLastFieldAreTheTail) {
-  ContainerView const view = Read(ContainerBytes("/a") + "tail");
+  std::string const blob = ContainerBytes("/a") + "tail";
+  ContainerView const view = Read(blob);
   EXPECT_TRUE(view.IsContainer());
   EXPECT_EQ("tail", view.tail);
 }
