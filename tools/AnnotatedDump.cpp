@@ -1,5 +1,8 @@
 #include "tools/AnnotatedDump.h"
 
+#include <algorithm>
+
+#include <fmt/compile.h>
 #include <fmt/format.h>
 
 #include "tools/Printable.h"
@@ -9,15 +12,20 @@ namespace inspect {
 namespace {
 
 constexpr std::size_t kBytesPerLine = 16;
+constexpr std::size_t kHexWidth = 3 * kBytesPerLine;
 constexpr std::size_t kTextShown = 80;
 
-std::string HexColumn(std::string_view bytes) {
+// "0a 0b", as wide as a full line.
+std::string HexColumn(std::string_view bytes, std::size_t width) {
   std::string const digits = ToHex(bytes);
   std::string column;
+  column.reserve(width + 3);
   for (std::size_t i = 0; i < digits.size(); i += 2) {
-    column += i == 0 ? "" : " ";
     column.append(digits, i, 2);
+    column += ' ';
   }
+  column.pop_back();
+  column.resize(std::max(width, column.size()), ' ');
   return column;
 }
 
@@ -47,7 +55,7 @@ std::string MeaningOf(Field const& field) {
 }  // namespace
 
 void AnnotatedDump::Heading() {
-  m_out.Write(fmt::format("{:<8}  {:<48}  {}\n", "offset", "bytes", "meaning"));
+  m_out.Write(fmt::format("{:<8}  {:<{}}  {}\n", "offset", "bytes", kHexWidth, "meaning"));
 }
 
 void AnnotatedDump::Take(Field const& field) {
@@ -67,12 +75,13 @@ void AnnotatedDump::Take(Damage const& damage) {
 
 void AnnotatedDump::Line(std::size_t offset, std::string_view bytes, FieldGroup group,
                          std::string const& meaning) {
-  std::string const hex = HexColumn(bytes);
-  std::size_t const width = meaning.empty() ? 0 : 48;
-  char const* const begin = m_hasColor ? ColorOf(group) : "";
-  char const* const end = m_hasColor ? kColorEnd : "";
-  m_out.Write(fmt::format("{:08x}  {}{:<{}}{}{}{}\n", offset, begin, hex, width,
-                          meaning.empty() ? "" : "  ", meaning, end));
+  m_out.Write(fmt::format(FMT_COMPILE("{:08x}  "), offset));
+  m_out.Write(m_hasColor ? ColorOf(group) : "");
+  m_out.Write(HexColumn(bytes, meaning.empty() ? 0 : kHexWidth));
+  m_out.Write(meaning.empty() ? "" : "  ");
+  m_out.Write(meaning);
+  m_out.Write(m_hasColor ? kColorEnd : "");
+  m_out.Write("\n");
 }
 
 }  // namespace inspect

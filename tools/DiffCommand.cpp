@@ -28,7 +28,7 @@ void ShowAsJson(Input const& before, Input const& after, Comparison const& compa
 ExitStatus ShowDifferences(Options const& options, std::string const& other) {
   Input const before(options);
   Options second = options;
-  second.file = other;
+  second.file = other;  // Empty: the machine-wide catalogue.
   Input const after(second);
   Comparison const comparison = [&] {
     Progress progress("comparing " + Printable(before.path) + " and " + Printable(after.path));

@@ -72,12 +72,14 @@ std::string ReadAll(Descriptor const& file, std::string const& path) {
   std::string content;
   struct stat what {};
   if (::fstat(file.Get(), &what) == 0 && S_ISREG(what.st_mode)) {
-    content.reserve(static_cast<std::size_t>(what.st_size) + 1);
+    content.resize(static_cast<std::size_t>(what.st_size) + 1);  // One more shows its end.
   }
-  Progress progress("reading " + Printable(path), content.capacity());
+  Progress progress("reading " + Printable(path), content.size());
   for (std::size_t size = 0;;) {
     progress.Step(size);
-    content.resize(std::max(content.capacity(), size + kBlockSize));
+    if (size == content.size()) {
+      content.resize(size + kBlockSize);
+    }
     ssize_t const count = ::read(file.Get(), &content[size], content.size() - size);
     if (count < 0 && errno != EINTR) {
       throw CannotRead(path, errno);

@@ -23,6 +23,11 @@ constexpr std::size_t kRowStep = 18;
 constexpr std::size_t kLeft = 96;
 constexpr std::size_t kTop = 64;
 
+constexpr std::size_t kMarkWidth = 3;
+constexpr std::size_t kMarkRise = 2;
+constexpr auto kDamage = static_cast<std::size_t>(FieldGroup::Damage);
+constexpr char kRecordColor[] = "#202020";
+
 // In the order of FieldGroup.
 constexpr std::array<char const*, kGroups> kColors{"#17a2b8", "#7fd1de", "#9aa0a6",
                                                    "#2e9e4f", "#e0a800", "#9b59b6",
@@ -104,14 +109,13 @@ class CellSink : public FieldSink {
     if (m_scale.bytesPerCell == 1) {
       m_damages.push_back({cell, Explain(damage)});
     } else {
-      ++m_cells[cell].at(static_cast<std::size_t>(FieldGroup::Damage));
+      ++m_cells[cell].at(kDamage);
     }
   }
 
   // What the cell looks like: damaged, or what most of its bytes are.
   std::size_t GroupOfCell(std::size_t cell) const {
     std::array<std::uint32_t, kGroups> const& counts = m_cells[cell];
-    constexpr auto kDamage = static_cast<std::size_t>(FieldGroup::Damage);
     if (counts.at(kDamage) != 0) {
       return kDamage;
     }
@@ -144,13 +148,7 @@ class Picture {
   bool Draw() {
     DrawOffsets();
     if (m_scale.bytesPerCell == 1) {
-      for (Field const& field : m_sink.Fields()) {
-        DrawStretch(field.offset, field.offset + field.bytes.size(),
-                    static_cast<std::size_t>(GroupOf(field.kind)), Tip(field));
-      }
-      for (Mark const& mark : m_sink.Damages()) {
-        DrawMark(mark);
-      }
+      DrawFields();
     } else {
       DrawCells();
     }
@@ -184,6 +182,19 @@ class Picture {
     }
   }
 
+  void DrawFields() {
+    for (Field const& field : m_sink.Fields()) {
+      DrawStretch(field.offset, field.offset + field.bytes.size(),
+                  static_cast<std::size_t>(GroupOf(field.kind)), Tip(field));
+      if (field.kind == FieldKind::RecordLength) {
+        DrawMark(field.offset, kRecordColor, Tip(field));
+      }
+    }
+    for (Mark const& mark : m_sink.Damages()) {
+      DrawMark(mark.cell, ColorOfGroup(kDamage), mark.text);
+    }
+  }
+
   // Neighbours that look the same become one.
   void DrawCells() {
     for (std::size_t cell = 0; cell < m_sink.Count();) {
@@ -195,6 +206,9 @@ class Picture {
       DrawStretch(cell, end, group,
                   fmt::format("mostly {}, from byte {:#x}", NameOf(static_cast<FieldGroup>(group)),
                               cell * m_scale.bytesPerCell));
+      if (group == kDamage) {
+        DrawMark(cell, ColorOfGroup(kDamage), "damage");
+      }
       cell = end;
     }
   }
@@ -215,13 +229,15 @@ class Picture {
     m_out.Write("</g>\n");
   }
 
-  // There may be no byte that is wrong: something is missing.
-  void DrawMark(Mark const& mark) {
-    m_out.Write(fmt::format(
-        "<g fill=\"{}\"><title>{}</title><rect x=\"{}\" y=\"{}\" width=\"3\" height=\"{}\"/></g>\n",
-        ColorOfGroup(static_cast<std::size_t>(FieldGroup::Damage)), Escaped(mark.text),
-        kLeft + mark.cell % m_scale.cellsPerRow * m_scale.CellWidth(),
-        kTop + mark.cell / m_scale.cellsPerRow * kRowStep - 2, kRowHeight + 4));
+  // A narrow line that is seen among the bytes: where a record begins, or where damage shows, even
+  // if there is no byte that is wrong because some are missing.
+  void DrawMark(std::size_t cell, char const* color, std::string const& tip) {
+    m_out.Write(
+        fmt::format("<g fill=\"{}\"><title>{}</title><rect x=\"{}\" y=\"{}\" width=\"{}\" "
+                    "height=\"{}\"/></g>\n",
+                    color, Escaped(tip), kLeft + cell % m_scale.cellsPerRow * m_scale.CellWidth(),
+                    kTop + cell / m_scale.cellsPerRow * kRowStep - kMarkRise, kMarkWidth,
+                    kRowHeight + 2 * kMarkRise));
   }
 
   static std::string Tip(Field const& field) {
@@ -238,14 +254,21 @@ class Picture {
 
   void DrawLegend() {
     std::size_t x = kLeft;
-    for (std::size_t group = 0; group < kGroups; ++group) {
-      char const* const name = NameOf(static_cast<FieldGroup>(group));
-      m_out.Write(fmt::format(
-          "<rect x=\"{}\" y=\"{}\" width=\"12\" height=\"12\" fill=\"{}\" stroke=\"#888\"/>"
-          "<text x=\"{}\" y=\"{}\">{}</text>\n",
-          x, m_legend, ColorOfGroup(group), x + 18, m_legend + 11, Escaped(name)));
-      x += 40 + 7 * std::string(name).size();
+    if (m_scale.bytesPerCell == 1) {
+      x = DrawKey(x, kRecordColor, "record");
     }
+    for (std::size_t group = 0; group < kGroups; ++group) {
+      x = DrawKey(x, ColorOfGroup(group), NameOf(static_cast<FieldGroup>(group)));
+    }
+  }
+
+  // Returns where the next one goes.
+  std::size_t DrawKey(std::size_t x, char const* color, std::string const& name) {
+    m_out.Write(fmt::format(
+        "<rect x=\"{}\" y=\"{}\" width=\"12\" height=\"12\" fill=\"{}\" stroke=\"#888\"/>"
+        "<text x=\"{}\" y=\"{}\">{}</text>\n",
+        x, m_legend, color, x + 18, m_legend + 11, Escaped(name)));
+    return x + 40 + 7 * name.size();
   }
 
   RecordFile const& m_file;

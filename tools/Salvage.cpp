@@ -60,6 +60,7 @@ class Salvager {
       Lose(0, m_file.size());
       return m_result;
     }
+    m_result.bytes.reserve(m_file.size());
     std::size_t position = kHeadSize;
     try {
       position = TakeHead();
@@ -176,9 +177,10 @@ class Salvager {
       begin = isTrusted ? behind : first;
     }
     if (isTrusted) {
-      m_result.bytes = m_file.substr(0, begin);
+      m_result.bytes += m_file.substr(0, begin);
     } else {
-      m_result.bytes = std::string(m_file.substr(0, kHeadSize - kWordSize)) + ToWord(0);
+      m_result.bytes += m_file.substr(0, kHeadSize - kWordSize);
+      m_result.bytes += ToWord(0);
       m_result.isHeaderLost = true;
       Lose(kHeadSize - kWordSize, begin);
     }

@@ -81,7 +81,7 @@ void AddComparing(CLI::App& app, CommandLine& line) {
     return ShowDifferences(line.options, line.argument);
   });
   diff->add_option("A", line.options.file, "the one file")->required();
-  diff->add_option("B", line.argument, "the other")->required();
+  diff->add_option("B", line.argument, "the other; else the machine-wide catalogue");
   CLI::App* const watch = AddCommand(app, line, "watch", "print what changes, until interrupted",
                                      [&line] { return WatchFile(line.options, line.watch); });
   AddFile(watch, line);

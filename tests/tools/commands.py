@@ -240,7 +240,7 @@ class Commands(unittest.TestCase):
             self.assertIn("/var/lib/quendril/cont_info.dat: cannot be read", result.error)
 
     def test_command_lines_that_are_not_understood_are_status_2(self):
-        for arguments in [[], ["other"], ["list", "--other"], ["list", "a", "b"], ["show"], ["diff", "a"],
+        for arguments in [[], ["other"], ["list", "--other"], ["list", "a", "b"], ["show"], ["diff"],
                           ["salvage", "a"], ["watch", "--interval", "0"], ["dump", "--color", "red"]]:
             self.assertNotEqual("", self.expect(2, *arguments).error)
         self.assertIn("salvage", self.expect(0, "--help").out)
