@@ -193,18 +193,18 @@ class Salvager {
       TakeRecord(*found);
       return found->end;
     }
-    std::size_t const behind = FitsAt(position) ? position + kWordSize + WordAt(position) : 0;
-    if (behind != 0 && IsLikely(behind)) {
-      Lose(position, behind);
-      return behind;
+    std::size_t const next = FitsAt(position) ? position + kWordSize + WordAt(position) : 0;
+    if (next != 0 && IsLikely(next)) {
+      Lose(position, next);
+      return next;
     }
     if (std::optional<Found> const found = FindWithoutLength(position)) {
       TakeRecord(*found);
       return found->end;
     }
-    std::size_t const next = Search(position + 1);
-    Lose(position, next);
-    return next;
+    std::size_t const found = Search(position + 1);
+    Lose(position, found);
+    return found;
   }
 
   void TakeRecord(Found const& found) {
