@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs all tests: with g++, with clang under the address and
-# undefined-behaviour sanitizers, with g++ under the thread sanitizer, and each fuzzer for a minute.
+# undefined-behaviour sanitizers, with g++ under the thread sanitizer, each fuzzer for a minute; and
+# compares what the main operations cost with what is recorded.
 #
 #   ./test.sh                 everything, as CI does: about 25 minutes on two cores from nothing
-#   ./test.sh dev             one preset or several: dev, release, clang, asan, tsan, fuzz
+#   ./test.sh dev             one preset or several: dev, release, clang, asan, tsan, fuzz,
+#                             bench
 #   ./test.sh full            everything, and the long figures of docs/testing.md: hours
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -11,17 +13,17 @@ source cmake/setup.sh
 
 presets=("$@")
 if [ ${#presets[@]} -eq 0 ]; then
-  presets=(dev asan tsan fuzz)
+  presets=(dev asan tsan fuzz bench)
 elif [ "$*" = full ]; then
-  presets=(dev release clang asan tsan fuzz)
+  presets=(dev release clang asan tsan fuzz bench)
 fi
 
-install_packages "${test_packages[@]}"
+install_packages "${test_packages[@]}" "${bench_packages[@]}"
 for preset in "${presets[@]}"; do
   echo "== $preset: configuring and building"
   tests=ON
-  if [ "$preset" = fuzz ]; then
-    tests=OFF  # Its tests are the fuzzers.
+  if [ "$preset" = fuzz ] || [ "$preset" = bench ]; then
+    tests=OFF  # Their tests are the fuzzers, and the comparison.
   fi
   cmake --preset "$preset" -DQUENDRIL_BUILD_TESTS=$tests
   cmake --build --preset "$preset"

@@ -6,31 +6,17 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "recordstore/CQuasiStructFile.h"
-
 namespace {
 
 constexpr std::size_t kPathSize = 60;
-constexpr unsigned int kEncodedSize = 240;
+constexpr std::size_t kEncodedSize = 240;
 
-IdentObj Bytes(unsigned int size, std::size_t seed) {
-  IdentObj blob(nullptr, size);
-  for (unsigned int i = 0; i < size; ++i) {
-    blob.Data[i] = static_cast<unsigned char>(seed * 31 + i);
+std::string Bytes(std::size_t size, std::size_t seed) {
+  std::string bytes(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes[i] = static_cast<char>(seed * 31 + i);
   }
-  return blob;
-}
-
-ContainerInfo MakeRecord(std::string const& path, std::size_t number) {
-  ContainerInfo record;
-  record.Path = path.c_str();
-  record.Ident1 = Bytes(32, number);
-  record.Ident2 = Bytes(64, number + 1);
-  for (unsigned int sub = 0; sub < 2; ++sub) {
-    record.SubConts.emplace_back();
-    record.SubConts.back().Ident = Bytes(16, number + sub);
-  }
-  return record;
+  return bytes;
 }
 
 void MakeContainer(std::string const& path) {
@@ -43,37 +29,47 @@ void MakeContainer(std::string const& path) {
 
 }  // namespace
 
-Records::Records(Place const& place, std::size_t count) {
-  std::string const folder = place / "keys";
-  std::filesystem::create_directories(folder);
-  for (std::size_t number = 0; number < count; ++number) {
-    std::string name = std::to_string(number);
-    std::size_t const used = folder.size() + 1 + name.size();
-    if (used > kPathSize) {
-      throw std::runtime_error("the path of the folder is too long: " + folder);
-    }
-    std::string const path = folder + "/" + std::string(kPathSize - used, '0') + name;
-    MakeContainer(path);
-    m_records.push_back(MakeRecord(path, number));
+std::string ContainerPath(std::string const& folder, std::size_t number) {
+  std::string const digits = std::to_string(number);
+  std::size_t const used = folder.size() + 1 + digits.size();
+  if (used > kPathSize) {
+    throw std::runtime_error("the path of the folder is too long: " + folder);
   }
-  if (count != 0 && m_records.front().WriteData().Length != kEncodedSize) {
+  return folder + "/" + std::string(kPathSize - used, '0') + digits;
+}
+
+PlainRecord MakeRecord(std::string path, std::size_t number) {
+  PlainRecord record;
+  record.path = std::move(path);
+  record.ident1 = Bytes(32, number);
+  record.ident2 = Bytes(64, number + 1);
+  for (std::size_t sub = 0; sub < 2; ++sub) {
+    record.subs.emplace_back().ident = Bytes(16, number + sub);
+  }
+  return record;
+}
+
+Records::Records(std::string folder) : m_folder(std::move(folder)) {
+  std::filesystem::create_directory(m_folder);
+  if (EncodedSize(MakeRecord(Path(0), 0)) != kEncodedSize) {
     throw std::logic_error("a record of another size than is said");
   }
 }
 
-std::list<ContainerInfo> Records::First(std::size_t count) const {
-  return {m_records.begin(), m_records.begin() + static_cast<long>(count)};
+void Records::Provide(std::size_t count) {
+  for (; m_provided < count; ++m_provided) {
+    MakeContainer(Path(m_provided));
+  }
 }
 
-void WriteCatalogue(std::string const& path, std::list<ContainerInfo> records) {
-  std::filesystem::remove(path);
-  std::list<IdentObj> blobs;
-  for (ContainerInfo& record : records) {
-    blobs.push_back(record.WriteData());
+std::vector<PlainRecord> Records::Range(std::size_t from, std::size_t count) const {
+  if (from + count > m_provided) {
+    throw std::logic_error("records without containers");
   }
-  CQuasiStructFile file(path.c_str(), true, false);
-  file.Words.CleanedMark = 1;
-  if (file.PutList(blobs) != 0) {
-    throw std::runtime_error("cannot write " + path);
+  std::vector<PlainRecord> records;
+  records.reserve(count);
+  for (std::size_t number = from; number < from + count; ++number) {
+    records.push_back(MakeRecord(Path(number), number));
   }
+  return records;
 }

@@ -1,60 +1,71 @@
 #include "bench/Table.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <stdexcept>
 
-bool Table::ReportContext(Context const& /*context*/) { return true; }
+namespace {
 
-void Table::ReportRuns(std::vector<Run> const& runs) {
-  for (Run const& run : runs) {
-    if (run.run_type != Run::RT_Iteration) {
-      continue;
-    }
-    std::string const name = run.run_name.function_name;
-    if (run.error_occurred) {
-      std::printf("FAILED: %s: %s\n", name.c_str(), run.error_message.c_str());
-      m_hasFailed = true;
-      continue;
-    }
-    std::size_t const slash = name.rfind('/');
-    std::string const workload = name.substr(0, slash);
-    std::string const contender = name.substr(slash + 1);
-    std::vector<Contender>& contenders = m_contenders[workload];
-    if (contenders.empty()) {
-      m_workloads.push_back(workload);
-    }
-    if (contenders.empty() || contenders.back().name != contender) {
-      contenders.push_back(Contender{contender, {}});
-    }
-    double const iterations = static_cast<double>(run.iterations);
-    contenders.back().times.push_back(run.real_accumulated_time / iterations);
-  }
-  std::fprintf(stderr, ".");
+struct Summary {
+  double median;
+  double least;
+  double most;
+};
+
+Summary Summarise(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return {values[values.size() / 2], values.front(), values.back()};
 }
 
-void Table::Finalize() {
-  std::fprintf(stderr, "\n");
-  std::printf("%-44s %-32s %10s %10s %10s %7s\n", "workload", "contender", "median ms", "min ms",
-              "max ms", "ratio");
-  for (std::string const& workload : m_workloads) {
-    double first = 0;
-    for (Contender& contender : m_contenders[workload]) {
-      std::sort(contender.times.begin(), contender.times.end());
-      double const median = contender.times[contender.times.size() / 2] * 1e3;
-      first = first == 0 ? median : first;
-      std::printf("%-44s %-32s %10.3f %10.3f %10.3f %7.2f\n", workload.c_str(),
-                  contender.name.c_str(), median, contender.times.front() * 1e3,
-                  contender.times.back() * 1e3, median / first);
+double MedianOf(std::string const& contender, std::vector<Figures> const& contenders) {
+  for (Figures const& figures : contenders) {
+    if (figures.contender == contender) {
+      return Summarise(figures.values).median;
     }
+  }
+  return 0;
+}
+
+void PrintRatio(double value, double to) {
+  if (value == 0 || to == 0) {
+    std::printf(" %10s", "");
+  } else {
+    std::printf(" %10.2f", value / to);
   }
 }
 
-int RunBenchmarks(int& count, char** arguments) {
-  benchmark::Initialize(&count, arguments);
-  if (benchmark::ReportUnrecognizedArguments(count, arguments)) {
-    return 2;
+}  // namespace
+
+Table::Table(std::string const& file) {
+  if (file.empty()) {
+    return;
   }
-  Table table;
-  benchmark::RunSpecifiedBenchmarks(&table);
-  return table.HasFailed() ? 1 : 0;
+  m_file.open(file, std::ios::app | std::ios::ate);
+  if (!m_file) {
+    throw std::runtime_error("cannot write " + file);
+  }
+  if (m_file.tellp() == 0) {
+    m_file << "workload,n,place,contender,unit,median,min,max,repetitions\n";
+  }
+}
+
+void Table::Print(Workload const& workload, std::vector<Figures> contenders) {
+  double const floor = MedianOf("floor", contenders);
+  double const own = MedianOf("quendril", contenders);
+  std::printf("\n%s, %zu records%s%s\n", workload.name.c_str(), workload.count,
+              workload.place.empty() ? "" : ", ", workload.place.c_str());
+  std::printf("  %-26s %12s %12s %12s %4s %10s %10s\n", "", ("median " + workload.unit).c_str(),
+              "min", "max", "of", "to floor", "quendril:");
+  for (Figures const& figures : contenders) {
+    Summary const summary = Summarise(figures.values);
+    std::printf("  %-26s %12.3f %12.3f %12.3f %4zu", figures.contender.c_str(), summary.median,
+                summary.least, summary.most, figures.values.size());
+    PrintRatio(summary.median, floor);
+    PrintRatio(own, summary.median);
+    std::printf("\n");
+    m_file << '"' << workload.name << "\"," << workload.count << ',' << workload.place << ','
+           << figures.contender << ',' << workload.unit << ',' << summary.median << ','
+           << summary.least << ',' << summary.most << ',' << figures.values.size() << '\n';
+  }
+  std::fflush(stdout);
+  m_file.flush();
 }

@@ -1,34 +1,37 @@
 #ifndef QUENDRIL_BENCH_TABLE_H
 #define QUENDRIL_BENCH_TABLE_H
 
-#include <benchmark/benchmark.h>
-
-#include <map>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
-// Gathers the repetitions of every benchmark "WORKLOAD/CONTENDER" and prints, workload by workload,
-// each contender's median, minimum and maximum and the ratio of its median to the first one's.
-class Table : public benchmark::BenchmarkReporter {
- public:
-  bool ReportContext(Context const& context) override;
-  void ReportRuns(std::vector<Run> const& runs) override;
-  void Finalize() override;
-
-  bool HasFailed() const { return m_hasFailed; }
-
- private:
-  struct Contender {
-    std::string name;
-    std::vector<double> times;  // Seconds.
-  };
-
-  std::vector<std::string> m_workloads;
-  std::map<std::string, std::vector<Contender>> m_contenders;
-  bool m_hasFailed = false;
+// What is measured: the workload, the number of records, the kind of file system ("" for none).
+struct Workload {
+  std::string name;
+  std::size_t count = 0;
+  std::string place;
+  // Of the figures; "us" unless said otherwise.
+  std::string unit = "us";
 };
 
-// Runs what is registered, each of it `repetitions` times; the program's exit status.
-int RunBenchmarks(int& count, char** arguments);
+struct Figures {
+  std::string contender;
+  std::vector<double> values;  // Of each repetition.
+};
+
+// Prints, workload by workload, each contender's median, minimum and maximum, the ratio of its
+// median to the floor's, and that of quendril's to it; and appends them to a file of
+// comma-separated values.
+class Table {
+ public:
+  // No file for an empty name. Throws std::runtime_error.
+  explicit Table(std::string const& file);
+
+  void Print(Workload const& workload, std::vector<Figures> contenders);
+
+ private:
+  std::ofstream m_file;
+};
 
 #endif

@@ -18,6 +18,13 @@ class BlobReader {
   // Whether `count` words lie ahead.
   bool HasWords(unsigned int count) const { return m_remaining / kWordSize >= count; }
 
+  // A reader of the item's bytes, which this one passes. REQUIRES: HasItem().
+  BlobReader TakeItem() {
+    unsigned int const length = TakeWord();
+    BlobReader const item(m_data, length);
+    Skip(length);
+    return item;
+  }
   // REQUIRES: HasWords(1).
   unsigned int TakeWord() {
     unsigned int const word = PeekWord();

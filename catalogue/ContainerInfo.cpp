@@ -52,13 +52,13 @@ bool TakeFieldsAfterPath(BlobReader& reader, ContainerInfo& record) {
     return false;
   }
   record.Param = reader.TakeWord();
-  IdentObj blob;
   for (unsigned int remaining = reader.TakeWord(); remaining != 0; --remaining) {
-    if (!TakeItem(reader, blob)) {
+    if (!reader.HasItem()) {
       return false;
     }
+    BlobReader const blob = reader.TakeItem();
     std::list<SubContInfo> sub(1);
-    sub.front().ReadData(blob.Data, blob.Length);
+    sub.front().ReadData(blob.Position(), blob.Remaining());
     record.SubConts.splice(record.SubConts.end(), sub);
   }
   return true;
@@ -138,12 +138,12 @@ IdentObj ContainerInfo::WriteData() {
 
 unsigned int ContainerInfo::ReadData(unsigned char const* data, unsigned int len) {
   BlobReader reader(data, len);
-  IdentObj path;
-  if (!TakeItem(reader, path)) {
+  if (!reader.HasItem()) {
     ThrowMalformed("ContainerInfo::ReadData");
   }
+  BlobReader const path = reader.TakeItem();
   bool const isWhole = TakeFieldsAfterPath(reader, *this);
-  Path.Load(path.Data, path.Length);
+  Path.Load(path.Position(), path.Remaining());
   if (!isWhole) {
     ThrowMalformed("ContainerInfo::ReadData");
   }

@@ -32,12 +32,14 @@ class ContainerInfoEdit::Work {
   bool IsInherited() const { return m_running.IsInherited(); }
 
   void Commit() {
+    if (IsInherited()) {
+      throw XTOOStatus(EPERM, "ContainerInfoEdit: committed in a forked child", false);
+    }
     if (!m_file) {
       TakeOverFile();
     }
-    std::list<IdentObj> const blobs = m_records.Encode();
     try {
-      m_file->Replace(blobs);
+      m_file->Replace(m_records.Choose());
     } catch (XTOOStatus const& status) {
       if (status.Status() == ESTALE) {
         m_file.reset();  // The lock may be that of another file.
@@ -50,9 +52,9 @@ class ContainerInfoEdit::Work {
  private:
   void TakeOverFile() {
     auto file = std::make_unique<LockedRecordFile>(m_name);
-    std::list<IdentObj> const blobs = file->Read();
+    std::list<IdentObj> blobs = file->Read();
     try {
-      m_records.TakeOver(blobs);
+      m_records.TakeOver(std::move(blobs));
     } catch (XTOOStatus const& status) {
       throw XTOOStatus(status.Status(), CTOOString("ContainerInfoEdit: reading ") + m_name, false);
     }
@@ -78,7 +80,9 @@ ContainerInfoEdit::~ContainerInfoEdit() {
 
 bool ContainerInfoEdit::Add(char const* path) {
   ContainerInfo record;
-  record.Path = path;
+  if (path != nullptr) {
+    record.Path = path;
+  }
   return Add(record);
 }
 
@@ -94,9 +98,6 @@ void ContainerInfoEdit::Commit() {
 ContainerInfoEdit::Work& ContainerInfoEdit::Running() {
   if (!m_work) {
     throw XTOOStatus(EINVAL, "ContainerInfoEdit: it was committed already", false);
-  }
-  if (m_work->IsInherited()) {
-    throw XTOOStatus(EPERM, "ContainerInfoEdit: used in a forked child", false);
   }
   return *m_work;
 }

@@ -31,7 +31,7 @@
 // `bLock` false (they still give records that are marked as removed), the walks, and this class;
 // every call that would lock or save a catalogue throws an XTOOStatus with EDEADLK. Records are
 // changed by Erase and Add, not in place. An edit ends on the thread that made it, before the list.
-// In a forked child it does nothing, and its list is not for use there.
+// In a forked child it commits nothing, and its list is not for use there.
 //
 // All failures are XTOOStatus objects whose text says what was being done to which file, or what
 // the base services throw; those of memory pass through. None leaves a half of anything.

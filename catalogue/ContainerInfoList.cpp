@@ -5,7 +5,8 @@
 
 ContainerInfoList::ContainerInfoList() = default;
 
-ContainerInfoList::ContainerInfoList(char const* fileName) : m_fileName(fileName) {
+ContainerInfoList::ContainerInfoList(char const* fileName)
+    : m_fileName(fileName == nullptr ? "" : fileName) {
   if (!m_fileName.IsEmpty() && CTOOFile::IsExists(m_fileName) &&
       CTOOFile::Length(m_fileName, XTOOFile(true)) != 0) {
     Load(nullptr);

@@ -34,7 +34,7 @@ ContainerInfo* ContainerInfoList::FindRecord(char const* path, bool bLock) {
 ContainerInfo& ContainerInfoList::GetRecord(char const* path, bool bLock) {
   ContainerInfo* const record = FindRecord(path, bLock);
   if (record == nullptr) {
-    throw XTOOStatus(kNoSuchRecord, path, false);
+    throw XTOOStatus(kNoSuchRecord, path == nullptr ? "" : path, false);
   }
   return *record;
 }

@@ -35,14 +35,20 @@ bool IsStale(ContainerInfo const& record) {
          name.FindNocase(".lck") != kNotFound;
 }
 
-// Decodes the blobs into `records`. With `test`, stale ones are dropped from `blobs` too; true when
-// there were any.
-bool DecodeRecords(std::list<IdentObj>& blobs, bool test, std::list<ContainerInfo>& records) {
+// The record that the blob holds, alone.
+std::list<ContainerInfo> Decode(IdentObj const& blob) {
+  std::list<ContainerInfo> record(1);
+  record.front().ReadData(blob.Data, blob.Length);
+  return record;
+}
+
+// Decodes the blobs into `records`. Stale ones are dropped, from `blobs` too; true when there were
+// any.
+bool DecodeLiving(std::list<IdentObj>& blobs, std::list<ContainerInfo>& records) {
   bool dropped = false;
   for (auto blob = blobs.begin(); blob != blobs.end();) {
-    std::list<ContainerInfo> record(1);
-    record.front().ReadData(blob->Data, blob->Length);
-    if (test && IsStale(record.front())) {
+    std::list<ContainerInfo> record = Decode(*blob);
+    if (IsStale(record.front())) {
       blob = blobs.erase(blob);
       dropped = true;
     } else {
@@ -56,11 +62,9 @@ bool DecodeRecords(std::list<IdentObj>& blobs, bool test, std::list<ContainerInf
 // Kept on purpose: no lock keeps other processes away between the removal and the writing.
 void RewriteFile(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
   XTOOFile const status(true);
-  // A base library may only return its refusal; writing on top would leave the old records in
-  // place.
-  if (!CTOOFile::Remove(fileName, status)) {
-    throw XTOOStatus(status.Status(), fileName, false);
-  }
+  CTOOFile::Remove(fileName, status);
+  // A base library may raise nothing; writing on top would leave the old records in place.
+  ThrowUnlessZero(static_cast<unsigned int>(status.Status()), fileName);
   CQuasiStructFile file(fileName, true, true);
   ThrowUnlessZero(static_cast<unsigned int>(file.Status()), fileName);
   file.Words.CleanedMark = kCleaned;
@@ -92,10 +96,16 @@ void ContainerInfoList::LoadRecords() {
   CQuasiStructFile file(m_fileName, false, true);
   ThrowUnlessZero(static_cast<unsigned int>(file.Status()), m_fileName);
   m_sync.Records.clear();
-  bool const test = file.Words.CleanedMark == kNeverCleaned;
+  std::list<ContainerInfo>& records = m_sync.Records;
+  if (file.Words.CleanedMark != kNeverCleaned) {
+    ThrowUnlessZero(
+        file.GetEach([&](IdentObj const& blob) { records.splice(records.end(), Decode(blob)); }),
+        m_fileName);
+    return;
+  }
   std::list<IdentObj> blobs;
   ThrowUnlessZero(file.GetAll(blobs), m_fileName);
-  if (DecodeRecords(blobs, test, m_sync.Records)) {
+  if (DecodeLiving(blobs, records)) {
     RewriteFile(m_fileName, blobs);
   }
 }

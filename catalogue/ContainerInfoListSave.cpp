@@ -23,12 +23,23 @@ std::list<IdentObj> ReadRecords(CQuasiStructFile& file) {
   return blobs;
 }
 
-// Kept on purpose: between the two calls the file is empty and not locked.
-void WriteRecords(CQuasiStructFile& file, std::list<ContainerInfo>& records) {
-  std::list<IdentObj> blobs;
+// Encodes the records. `blobs` are what the merge has left: nearly all of them, as a rule.
+void Encode(std::list<ContainerInfo>& records, std::list<IdentObj>& blobs) {
+  auto blob = blobs.begin();
   for (ContainerInfo& record : records) {
-    blobs.push_back(record.WriteData());
+    if (blob == blobs.end()) {
+      blobs.push_back(record.WriteData());
+      continue;
+    }
+    if (blob->Length == 0) {
+      *blob = record.WriteData();
+    }
+    ++blob;
   }
+}
+
+// Kept on purpose: between the two calls the file is empty and not locked.
+void WriteRecords(CQuasiStructFile& file, std::list<IdentObj> const& blobs) {
   file.Words.CleanedMark = kCleaned;  // Reading the records read the file's own mark again.
   if (file.EmptyFile() == 0) {
     static_cast<void>(file.PutList(blobs));  // It may return what an earlier operation had set.
@@ -75,8 +86,10 @@ void ContainerInfoList::MergeAndWrite(bool bWaitLock) {
     IPC::CWriteLocker const locker(m_sync.Lock);
   }
   Fix(m_sync.Records, nullptr);
-  MergeRecords(m_sync.Records, ReadRecords(file));
-  WriteRecords(file, m_sync.Records);
+  std::list<IdentObj> blobs = ReadRecords(file);
+  MergeRecords(m_sync.Records, blobs);
+  Encode(m_sync.Records, blobs);
+  WriteRecords(file, blobs);
 }
 
 void ContainerInfoList::Add(char const* path) {

@@ -12,7 +12,7 @@ bool IsRemoved(ContainerInfo const& record) { return record.State == ContainerIn
 
 }  // namespace
 
-void EditedRecords::TakeOver(std::list<IdentObj> const& blobs) {
+void EditedRecords::TakeOver(std::list<IdentObj> blobs) {
   m_index.reset();  // Its records may go.
   TakeOverRecords(m_records, blobs);
 }
@@ -32,11 +32,10 @@ bool EditedRecords::Add(ContainerInfo const& record) {
 }
 
 bool EditedRecords::Erase(char const* path) {
-  CTOOString const text(path);
-  if (text.IsEmpty()) {
+  if (path == nullptr || *path == 0) {
     return EraseNameless();
   }
-  PathIndex::Record const* const found = Index().Find(text);
+  PathIndex::Record const* const found = Index().Find(path);
   if (found == nullptr) {
     return false;
   }
@@ -86,26 +85,25 @@ PathIndex& EditedRecords::Index() {
   return *m_index;
 }
 
-std::list<IdentObj> EditedRecords::Encode() {
+std::vector<ContainerInfo*> const& EditedRecords::Choose() {
   RecordRepair repair(m_records.size());
-  std::list<IdentObj> blobs;
-  std::vector<bool> isWritten;
+  m_chosen.clear();
+  m_chosen.reserve(m_records.size());
   for (ContainerInfo& record : m_records) {
-    isWritten.push_back(!IsRemoved(record) && repair.Judge(record) == RecordRepair::Verdict::Keep);
-    if (isWritten.back()) {
-      blobs.push_back(record.WriteData());
+    if (!IsRemoved(record) && repair.Judge(record) == RecordRepair::Verdict::Keep) {
+      m_chosen.push_back(&record);
     }
   }
-  m_isWritten.swap(isWritten);
-  return blobs;
+  return m_chosen;
 }
 
 void EditedRecords::Settle() {
   m_changes.clear();
-  auto isWritten = m_isWritten.cbegin();
+  auto chosen = m_chosen.cbegin();
   for (auto record = m_records.begin(); record != m_records.end();) {
-    if (*isWritten++) {
+    if (chosen != m_chosen.cend() && *chosen == &*record) {
       record->State = ContainerInfo::StateSynced;
+      ++chosen;
       ++record;
     } else {
       record = m_records.erase(record);

@@ -15,7 +15,7 @@ class EditedRecords {
   explicit EditedRecords(std::list<ContainerInfo>& records) : m_records(records) {}
 
   // Takes in what the file holds; the changes stay. Throws for a blob that is no record.
-  void TakeOver(std::list<IdentObj> const& blobs);
+  void TakeOver(std::list<IdentObj> blobs);
 
   // False when the path is empty or there already, in its normalised form. Strong: a failure
   // changes nothing.
@@ -23,9 +23,9 @@ class EditedRecords {
   // False when there is no such record. Strong.
   bool Erase(char const* path);
 
-  // What is to be written, repaired as Fix does it.
-  std::list<IdentObj> Encode();
-  // The changes are in the file: as Encode has chosen, records leave the list or are in step.
+  // What is to be written, repaired as Fix does it. Theirs until the next change.
+  std::vector<ContainerInfo*> const& Choose();
+  // The changes are in the file: what Choose has chosen is in step, the others leave the list.
   // Nothing but the destructor may follow; so it is with TakeBack.
   void Settle();
   void TakeBack();
@@ -45,7 +45,7 @@ class EditedRecords {
   std::list<ContainerInfo>& m_records;
   std::vector<Change> m_changes;
   std::optional<PathIndex> m_index;  // Of those that are not marked; made when it is first needed.
-  std::vector<bool> m_isWritten;     // By record.
+  std::vector<ContainerInfo*> m_chosen;
 };
 
 #endif

@@ -18,7 +18,10 @@ class FileVersion {
   explicit FileVersion(CTOOString const& fileName);
 
   bool operator==(FileVersion const& other) const;
-  bool IsEmpty() const { return m_what.st_size == 0; }
+  bool IsOfSize(unsigned long size) const {
+    return static_cast<unsigned long>(m_what.st_size) == size;
+  }
+  bool IsEmpty() const { return IsOfSize(0); }
   bool IsFile() const { return S_ISREG(m_what.st_mode); }
 
  private:

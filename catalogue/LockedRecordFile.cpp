@@ -3,11 +3,11 @@
 #include <cerrno>
 
 #include "foundation/XTOOStatus.h"
+#include "recordstore/RecordFormat.h"
 
 namespace {
 
 constexpr unsigned int kCleaned = 1;
-constexpr unsigned int kCurrentPosition = 0xFFFFFFFF;
 
 void ThrowUnlessZero(unsigned int code, char const* doing, CTOOString const& fileName) {
   if (code != 0) {
@@ -46,10 +46,10 @@ std::list<IdentObj> LockedRecordFile::Read() {
   return blobs;
 }
 
-void LockedRecordFile::Replace(std::list<IdentObj> const& blobs) {
+void LockedRecordFile::Replace(std::vector<ContainerInfo*> const& records) {
   ThrowUnlessAsRead();
   FileReplacement replacement(m_name, *m_version);
-  WriteTo(replacement.Name(), blobs);
+  WriteTo(replacement.Name(), records);
   ThrowUnlessAsRead();  // As late as can be.
   replacement.PutInPlace();
 }
@@ -59,7 +59,8 @@ void LockedRecordFile::ThrowUnlessAsRead() const {
   ThrowUnlessZero(isAsRead ? 0 : ESTALE, "somebody wrote without its lock to ", m_name);
 }
 
-void LockedRecordFile::WriteTo(CTOOString const& fileName, std::list<IdentObj> const& blobs) {
+void LockedRecordFile::WriteTo(CTOOString const& fileName,
+                               std::vector<ContainerInfo*> const& records) {
   QuasiStructFileBase::HeaderWords words = m_store.Words;
   words.CleanedMark = kCleaned;
   words.HeaderLength = m_header.Length;
@@ -67,9 +68,14 @@ void LockedRecordFile::WriteTo(CTOOString const& fileName, std::list<IdentObj> c
   ThrowUnlessZero(StatusOf(*file), "opening ", fileName);
   m_store.stor_Write(file.get(), &words, sizeof words);
   m_store.stor_Write(file.get(), m_header.Data, m_header.Length);
-  for (IdentObj const& blob : blobs) {
+  unsigned long size = sizeof words + static_cast<unsigned long>(m_header.Length);
+  for (ContainerInfo* const record : records) {
+    IdentObj const blob = record->WriteData();
     m_store.stor_WriteIdentObject(file.get(), blob, kCurrentPosition);
+    size += kLengthPrefixSize + static_cast<unsigned long>(blob.Length);
   }
   file->Close();
   ThrowUnlessZero(StatusOf(*file), "writing ", fileName);
+  // A handle that gathers what is written need not tell what was lost on its way; the file does.
+  ThrowUnlessZero(FileVersion(fileName).IsOfSize(size) ? 0 : EIO, "writing ", fileName);
 }

@@ -4,7 +4,9 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <vector>
 
+#include "catalogue/ContainerInfo.h"
 #include "catalogue/FileReplacement.h"
 #include "foundation/CTOOString.h"
 #include "foundation/IdentObj.h"
@@ -21,14 +23,14 @@ class LockedRecordFile {
 
   // The file's records' blobs. Throws when it is damaged.
   std::list<IdentObj> Read();
-  // Puts `blobs` into the file, behind the header that was read and with the mark of a cleaned
+  // Puts the records into the file, behind the header that was read and with the mark of a cleaned
   // file, in one step. Throws, with the file as it was, on any failure; ESTALE when it was written
   // or replaced since it was read. REQUIRES: it was read.
-  void Replace(std::list<IdentObj> const& blobs);
+  void Replace(std::vector<ContainerInfo*> const& records);
 
  private:
   void ThrowUnlessAsRead() const;
-  void WriteTo(CTOOString const& fileName, std::list<IdentObj> const& blobs);
+  void WriteTo(CTOOString const& fileName, std::vector<ContainerInfo*> const& records);
 
   CTOOString m_name;
   CQuasiStructFile m_store;

@@ -3,8 +3,8 @@
 
 #include "foundation/CTOOString.h"
 
-// The form of a container's path under which a lookup finds it: split and joined again. Null counts
-// as empty.
+// The form of a container's path under which a lookup finds it: split and joined again. Null goes
+// to the splitting as it is.
 CTOOString NormalisedPath(char const* path);
 
 #endif

@@ -15,29 +15,17 @@ struct Hashes {
   std::uint64_t folded = kStart;      // Of all bytes as small letters; kNotAscii for others.
 };
 
-// What becomes of each byte: as a small letter, and whether folding touches it.
-struct FoldTable {
-  unsigned char small[256] = {};
-  bool isUnfoldable[256] = {};
-
-  constexpr FoldTable() {
-    for (unsigned int byte = 0; byte < 256; ++byte) {
-      bool const isCapital = byte >= 'A' && byte <= 'Z';
-      small[byte] = static_cast<unsigned char>(isCapital ? byte - 'A' + 'a' : byte);
-      isUnfoldable[byte] = byte < 0x80 && (small[byte] < 'a' || small[byte] > 'z');
-    }
-  }
-};
-constexpr FoldTable kFold;
+bool IsLetter(unsigned int small) { return small - 'a' < 26; }
 
 Hashes HashesOf(char const* path) {
   Hashes hashes;
   unsigned int seen = 0;
   for (; *path != 0; ++path) {
-    auto const byte = static_cast<unsigned char>(*path);
+    unsigned int const byte = static_cast<unsigned char>(*path);
+    unsigned int const small = IsLetter(byte | 0x20) ? byte | 0x20 : byte;
     seen |= byte;
-    hashes.folded = (hashes.folded ^ kFold.small[byte]) * kPrime;
-    if (kFold.isUnfoldable[byte]) {
+    hashes.folded = (hashes.folded ^ small) * kPrime;
+    if (byte < 0x80 && !IsLetter(small)) {
       hashes.unfoldable = (hashes.unfoldable ^ byte) * kPrime;
     }
   }

@@ -99,10 +99,11 @@ bool AreInStep(Records const& records, Blobs const& blobs) {
                       [&](IdentObj const& blob) { return BeginsWithPath(blob, record->Path); });
 }
 
-void MatchInStep(Records& records, Blobs const& blobs, Rule keeps) {
+void MatchInStep(Records& records, Blobs& blobs, Rule keeps) {
   // What the file has otherwise. Its decoding may fail, so it comes before any change.
-  std::list<ContainerInfo> changed;
+  Records changed;
   std::vector<ContainerInfo*> partners;
+  partners.reserve(records.size());
   auto own = records.begin();
   for (IdentObj const& blob : blobs) {
     bool const isSame = IsEncodingOf(blob, *own);
@@ -114,12 +115,22 @@ void MatchInStep(Records& records, Blobs const& blobs, Rule keeps) {
   }
   partners.resize(records.size());
   auto partner = partners.begin();
-  for (auto record = records.begin(); record != records.end();) {
-    record = keeps(*record, *partner++) ? std::next(record) : records.erase(record);
+  auto blob = blobs.begin();
+  for (auto record = records.begin(); record != records.end(); ++partner) {
+    bool const isSame = *partner == &*record;
+    bool const isKept = keeps(*record, *partner);
+    record = isKept ? std::next(record) : records.erase(record);
+    if (blob == blobs.end()) {
+      continue;
+    }
+    if (!isSame) {
+      blob->Empty();
+    }
+    blob = isKept ? std::next(blob) : blobs.erase(blob);
   }
 }
 
-void Match(Records& records, Blobs const& blobs, Rule keeps) {
+void Match(Records& records, Blobs& blobs, Rule keeps) {
   if (AreInStep(records, blobs)) {
     MatchInStep(records, blobs, keeps);
     return;
@@ -139,10 +150,11 @@ void Match(Records& records, Blobs const& blobs, Rule keeps) {
     }
   }
   records.splice(records.end(), fileRecords);
+  blobs.clear();
 }
 
 }  // namespace
 
-void MergeRecords(Records& records, Blobs const& blobs) { Match(records, blobs, &MergeOne); }
+void MergeRecords(Records& records, Blobs& blobs) { Match(records, blobs, &MergeOne); }
 
-void TakeOverRecords(Records& records, Blobs const& blobs) { Match(records, blobs, &TakeOverOne); }
+void TakeOverRecords(Records& records, Blobs& blobs) { Match(records, blobs, &TakeOverOne); }

@@ -29,25 +29,39 @@ RecordRepair::RecordRepair(std::size_t count) {
   while (size < 2 * count) {
     size *= 2;
   }
-  m_places.resize(size);
+  m_paths.resize(size);
 }
 
 bool RecordRepair::Note(CTOOString const& path) {
-  std::size_t const hash = std::hash<std::string_view>()(static_cast<char const*>(path));
-  Place& place = PlaceFor(hash, path);
-  if (place.path != nullptr) {
+  CTOOString const*& place = PlaceFor(path);
+  if (place != nullptr) {
     return false;
   }
-  place = Place{hash, &path};
+  place = &path;
+  if (2 * ++m_count > m_paths.size()) {
+    Grow();
+  }
   return true;
 }
 
 // Where the path is, or where it would be.
-RecordRepair::Place& RecordRepair::PlaceFor(std::size_t hash, CTOOString const& path) {
-  for (std::size_t number = hash;; ++number) {
-    Place& place = m_places[number & (m_places.size() - 1)];
-    if (place.path == nullptr || (place.hash == hash && IsSame(*place.path, path))) {
+CTOOString const*& RecordRepair::PlaceFor(CTOOString const& path) {
+  for (std::size_t number = std::hash<std::string_view>()(static_cast<char const*>(path));;
+       ++number) {
+    CTOOString const*& place = m_paths[number & (m_paths.size() - 1)];
+    if (place == nullptr || IsSame(*place, path)) {
       return place;
+    }
+  }
+}
+
+// A list may get longer while it is judged: a Save that waits for the list's lock works without it.
+void RecordRepair::Grow() {
+  std::vector<CTOOString const*> paths(2 * m_paths.size());
+  m_paths.swap(paths);
+  for (CTOOString const* const path : paths) {
+    if (path != nullptr) {
+      PlaceFor(*path) = path;
     }
   }
 }

@@ -15,24 +15,21 @@ class RecordRepair {
     Remove,  // The path is empty, or that of a record before.
   };
 
-  // For no more than so many records.
+  // For about so many records.
   explicit RecordRepair(std::size_t count);
 
   // A record that is not removed stays where it is as long as this object is used.
   Verdict Judge(ContainerInfo const& record);
 
  private:
-  // One of a table that is at most half full; no path where none is yet.
-  struct Place {
-    std::size_t hash = 0;
-    CTOOString const* path = nullptr;
-  };
-
   // False when the same path is there already.
   bool Note(CTOOString const& path);
-  Place& PlaceFor(std::size_t hash, CTOOString const& path);
+  CTOOString const*& PlaceFor(CTOOString const& path);
+  void Grow();
 
-  std::vector<Place> m_places;  // A power of 2.
+  // A hash table that is at most half full, null where no path is yet; its size is a power of 2.
+  std::vector<CTOOString const*> m_paths;
+  std::size_t m_count = 0;
 };
 
 #endif

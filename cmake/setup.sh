@@ -1,4 +1,4 @@
-# Sourced by demo.sh and test.sh: installs Debian packages that are missing, and says so.
+# Sourced by demo.sh, docs.sh and test.sh: installs Debian packages that are missing, and says so.
 
 # install_packages PACKAGE...
 install_packages() {
@@ -32,8 +32,15 @@ install_packages() {
 }
 
 build_packages=(cmake g++ ninja-build libboost-thread-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
-bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev)
-test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
-  cppcheck libclang-rt-14-dev librapidcheck-dev binutils mandoc python3 util-linux)
+package_packages=("${build_packages[@]}" debhelper dpkg-dev fakeroot lintian)
+bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev
+  libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
+docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
+test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev clang-14 clang-format-14 clang-tidy-14
+  cppcheck gdb libclang-rt-14-dev librapidcheck-dev binutils python3 python3-kaitaistruct
+  python3-yaml util-linux abigail-tools pkgconf xz-utils
+  "${docs_packages[@]}")
 # For the gauges of tests/hard/gauges, beside those of the tests.
 gauge_packages=(llvm-14 valgrind)
+# For a shell to work in (.devcontainer): all of them, and what a working copy wants.
+shell_packages=("${test_packages[@]}" "${bench_packages[@]}" "${gauge_packages[@]}" ca-certificates git less)

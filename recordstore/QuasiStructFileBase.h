@@ -1,6 +1,7 @@
 #ifndef QUENDRIL_RECORDSTORE_QUASISTRUCTFILEBASE_H
 #define QUENDRIL_RECORDSTORE_QUASISTRUCTFILEBASE_H
 
+#include <functional>
 #include <list>
 #include <memory>
 
@@ -89,8 +90,10 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
   // Appends every record to `out`, reading the file afresh, Words and header too. Returns the
   // status: 4 without a file; 134 for a record that is cut, an empty one in its place. Shared lock.
   unsigned int GetAll(std::list<IdentObj>& out);
-  // The header, refreshed when the file changed; valid for the store's life.
-  IdentObj& GetHeader();
+  // The same without all in memory at once: `take` gets each, under the lock. It may throw.
+  using Taker = std::function<void(IdentObj&&)>;
+  unsigned int GetEach(Taker const& take);
+  IdentObj& GetHeader();  // Refreshed when the file changed; valid for the store's life.
   // Replaces the header in the file and moves the records with it. Returns 0 or the status.
   // Exclusive lock on an existing file, none for making a new one.
   unsigned int PutHeader(IdentObj const& header);
@@ -109,8 +112,7 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
   // A new hold of the file's lock, the caller's to delete; null without a lock. Blocks.
   IPC::CReadLocker* LockReadFile();
   IPC::CWriteLocker* LockWriteFile();
-  // The same as LockWriteFile: a lock cannot be upgraded.
-  IPC::CWriteLocker* LockReadWriteFile();
+  IPC::CWriteLocker* LockReadWriteFile();  // As LockWriteFile: a lock cannot be upgraded.
 
   HeaderWords Words;
 
@@ -132,12 +134,10 @@ class QUENDRIL_EXPORT QuasiStructFileBase : public XTOOStatus {
   bool IsWithoutFile();
   void EnsureLock();
   bool Open(char const* mode, std::unique_ptr<CTOOFile>& file);
-
   bool ReadHeader(CTOOFile* file, unsigned long& position);
   void ScanRecords(CTOOFile* file, unsigned long position);
-  void ReadRecords(CTOOFile* file, unsigned long position, std::list<IdentObj>& out);
+  void ReadRecords(CTOOFile* file, unsigned long position, Taker const& take);
   bool FindFromStart(CTOOFile* file, IdentObj const& obj, long& index);
-
   unsigned int WriteHeader(CTOOFile* file);
   unsigned int CreateWithHeader(IdentObj const& header);
   void MoveRecordsBehind(CTOOFile* file, IdentObj const& header);

@@ -1,4 +1,4 @@
-// Reading records: QuasiStructFileBase's IsItInFile, Get and GetAll.
+// Reading records: QuasiStructFileBase's IsItInFile, Get, GetAll and GetEach.
 
 #include <utility>
 
@@ -81,6 +81,10 @@ unsigned int QuasiStructFileBase::Get(long index, IdentObj& out) {
 }
 
 unsigned int QuasiStructFileBase::GetAll(std::list<IdentObj>& out) {
+  return GetEach([&out](IdentObj&& record) { out.push_back(std::move(record)); });
+}
+
+unsigned int QuasiStructFileBase::GetEach(Taker const& take) {
   if (IsWithoutFile()) {
     return Fail(kNoFile);
   }
@@ -89,19 +93,18 @@ unsigned int QuasiStructFileBase::GetAll(std::list<IdentObj>& out) {
   std::unique_ptr<CTOOFile> file;
   unsigned long position = 0;
   if (Open(kModeRead, file) && ReadHeader(file.get(), position)) {
-    ReadRecords(file.get(), position, out);
+    ReadRecords(file.get(), position, take);
   }
   return static_cast<unsigned int>(Status());
 }
 
-void QuasiStructFileBase::ReadRecords(CTOOFile* file, unsigned long position,
-                                      std::list<IdentObj>& out) {
+void QuasiStructFileBase::ReadRecords(CTOOFile* file, unsigned long position, Taker const& take) {
   while (position < stor_Length(file)) {
     IdentObj record;
     unsigned int const count = stor_ReadIdentObject(file, record, kCurrentPosition);
     position += count;
-    out.push_back(std::move(record));
-    // Kept on purpose: a record that could not be read is in the list, empty. But a walk beyond it
+    take(std::move(record));
+    // Kept on purpose: a record that could not be read is among them, empty. But a walk beyond it
     // would stand still for ever, or take any bytes for records.
     if (count == 0 && position < stor_Length(file)) {
       Fail(kLengthTooLarge);

@@ -43,13 +43,10 @@ int BufferedFile::Open(char const* name, char const* mode) {
     return EINVAL;
   }
   bool const isMade = (flags & (O_CREAT | O_TRUNC)) == O_CREAT && ::access(name, F_OK) != 0;
-  int const error = OpenFile(name, flags, kNewFileMode, m_file);
+  struct stat what {};
+  int const error = OpenFile(name, flags, kNewFileMode, m_file, what);
   if (error != 0) {
     return error;
-  }
-  struct stat what {};
-  if (::fstat(m_file.Get(), &what) != 0) {
-    return errno;
   }
   m_writable = (flags & O_ACCMODE) != O_RDONLY;
   m_changed = isMade || (flags & O_TRUNC) != 0;
@@ -161,7 +158,10 @@ bool BufferedFile::FillWindow() {
   }
   m_windowLength = 0;
   m_windowStart = m_position;
-  m_windowLength = ReadAt(m_window.get(), kWindowSize);
+  // No more than is known to be there: a read that comes to the file's end has to ask a second time
+  // to be sure of it.
+  unsigned long const known = static_cast<unsigned long>(std::max<off_t>(m_size - m_position, 0));
+  m_windowLength = ReadAt(m_window.get(), known == 0 ? kWindowSize : std::min(known, kWindowSize));
   return m_windowLength != 0;
 }
 

@@ -88,13 +88,10 @@ class TemporaryFile {
 // A device may have no end, so only a file is copied. Returns 0 or an errno.
 int OpenSource(char const* from, Descriptor& source) {
   Descriptor opened;
-  int const error = OpenFile(from, O_RDONLY, 0, opened);
+  struct stat what {};
+  int const error = OpenFile(from, O_RDONLY, 0, opened, what);
   if (error != 0) {
     return error;
-  }
-  struct stat what {};
-  if (::fstat(opened.Get(), &what) != 0) {
-    return errno;
   }
   if (!S_ISREG(what.st_mode)) {
     return EINVAL;

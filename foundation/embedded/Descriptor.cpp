@@ -65,12 +65,11 @@ bool AwaitLease(char const* path, int error) {
   return true;
 }
 
-int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file) {
+int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file, struct stat& what) {
   Descriptor opened(OpenDescriptor(path, flags, mode));
   while (!opened.IsOpen() && AwaitLease(path, errno)) {
     opened = Descriptor(OpenDescriptor(path, flags, mode));
   }
-  struct stat what {};
   if (!opened.IsOpen() || ::fstat(opened.Get(), &what) != 0) {
     return errno;
   }

@@ -1,6 +1,7 @@
 #ifndef QUENDRIL_FOUNDATION_EMBEDDED_DESCRIPTOR_H
 #define QUENDRIL_FOUNDATION_EMBEDDED_DESCRIPTOR_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 // Owns a file descriptor.
@@ -31,8 +32,8 @@ int OpenDescriptor(char const* path, int flags, mode_t mode = 0);
 bool AwaitLease(char const* path, int error);
 
 // Opens what is to be used as a file: a folder fails with EISDIR, what has no positions (a FIFO, a
-// socket) with ESPIPE. Returns 0 or an errno.
-int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file);
+// socket) with ESPIPE. Returns 0, with what the file is in `what`, or an errno.
+int OpenFile(char const* path, int flags, mode_t mode, Descriptor& file, struct stat& what);
 
 // Both move `count` bytes at `offset`, unless the end of the file or an error comes first; EINTR is
 // retried. They return the bytes moved and set `error` to an errno or leave it alone.

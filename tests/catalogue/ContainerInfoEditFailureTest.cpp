@@ -1,5 +1,6 @@
 // ContainerInfoEdit: what goes wrong is told, nothing is lost, and the edit can be tried again.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/Containers.h"
 #include "tests/support/LockProbe.h"
+#include "tests/support/Peer.h"
 
 namespace {
 
@@ -47,6 +49,20 @@ class CatalogueEditFails : public CatalogueFixture {
     EXPECT_EQ(before, PathsIn(list));
     EXPECT_EQ(states, StatesIn(list));
     EXPECT_FALSE(IsThere(m_file + ".quendril-edit"));
+  }
+
+  // Moves the file's time of writing by nanoseconds.
+  void DateLater(long nanoseconds) const {
+    timespec times[2] = {{0, UTIME_OMIT}, StatOf(m_file).st_mtim};
+    times[1].tv_nsec += nanoseconds;
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, File(), times, 0));
+  }
+  // Until it shows: the kernel's clock may have ticks.
+  void ChangeRights() const {
+    timespec const before = StatOf(m_file).st_ctim;
+    while (before == StatOf(m_file).st_ctim) {
+      ASSERT_EQ(0, ::chmod(File(), 0600));
+    }
   }
 
   std::string const m_path = Container("key");
@@ -183,6 +199,10 @@ TEST_F(CatalogueEditFails, AFileThatChangedUnderItsLockIsToldAndTakenInWhenItIsT
        },
        {m_new, other}},
       {"emptied", [&] { WriteFile(m_file, ""); }, {m_new}},
+      {"written with as many bytes", [&] { WriteFile(m_file, FileBytes()); }, {m_new}},
+      {"dated another second", [&] { ShiftWriteTime(m_file, 10); }, {m_new}},
+      {"dated another part of a second", [&] { DateLater(1); }, {m_new}},
+      {"given other rights", [&] { ChangeRights(); }, {m_new}},
       {"removed", [&] { std::filesystem::remove(m_file); }, {m_new}},
       {"replaced by the same",
        [&] {
@@ -246,6 +266,52 @@ TEST_F(CatalogueEditFails, TheSecondCommitTakesTheLockOfTheFileThatIsThereNow) {
   WriteFile(m_file, CatalogueFile(1, {m_path}));
   edit.Commit();
   EXPECT_EQ(CatalogueFile(1, {m_path, m_new}), FileBytes());
+}
+
+TEST_F(CatalogueEditFails, ALinkThatLeadsToAnotherFileSystemMeanwhileIsTold) {
+  std::string const theirs =
+      "/dev/shm/" + std::filesystem::path(m_folder.Path()).filename().string();
+  WriteFile(theirs, CatalogueFile(1, {}));
+  std::filesystem::rename(m_file, m_file + "-ours");
+  std::filesystem::create_symlink(m_file + "-ours", m_file);
+  if (StatOf(theirs).st_dev == StatOf(m_file + "-ours").st_dev) {
+    std::filesystem::remove(theirs);
+    GTEST_SKIP() << "the temporary folder is on /dev/shm's file system";
+  }
+  ContainerInfoList list(File());
+  ContainerInfoEdit edit(list);
+  edit.Add(m_new.c_str());
+  std::filesystem::remove(m_file);
+  std::filesystem::create_symlink(theirs, m_file);
+  ExpectCommitFails(list, edit, ESTALE, "wrote", m_file);
+  edit.Commit();
+  EXPECT_EQ(CatalogueFile(1, {m_new}), ReadFile(theirs));
+  EXPECT_EQ(CatalogueFile(1, {m_path}), ReadFile(m_file + "-ours"));
+  std::filesystem::remove(theirs);
+}
+
+// The place of the file must be known by its whole name, which can be too long for that.
+TEST_F(CatalogueEditFails, AFileInAFolderWithoutAWholeNameIsTold) {
+  EXPECT_TRUE(InProcess([&] {
+    std::filesystem::current_path(m_folder.Path());
+    std::string const name(250, 'd');
+    for (int depth = 0; depth < 20; ++depth) {
+      std::filesystem::create_directory(name);
+      std::filesystem::current_path(name);
+    }
+    ContainerInfoList list("catalogue");
+    ContainerInfoEdit edit(list);
+    edit.Add(m_new.c_str());
+    try {
+      edit.Commit();
+      ADD_FAILURE() << "committed";
+    } catch (XTOOStatus const& status) {
+      EXPECT_EQ(ENAMETOOLONG, status.Status());
+      EXPECT_THAT(status.ErrorMessage(), HasSubstr("looking for catalogue"));
+    }
+    EXPECT_EQ(0U, std::filesystem::file_size("catalogue"));
+    return true;
+  }));
 }
 
 }  // namespace

@@ -180,6 +180,38 @@ TEST_F(CatalogueEdit, EraseTakesTheFirstOfSeveralAndAllNameless) {
   EXPECT_EQ(Paths{same}, PathsInFile(m_file));
 }
 
+TEST_F(CatalogueEdit, NamelessRecordsCanBeErasedBeforeAnythingIsLookedUp) {
+  std::string const path = Container("key");
+  Write(CatalogueFile(1, {path, "", ""}));
+  ContainerInfoList list(File());
+  ContainerInfoEdit edit(list);
+  EXPECT_TRUE(edit.Erase(nullptr));
+  EXPECT_FALSE(edit.Add(path.c_str()));
+  EXPECT_THAT(StatesIn(list), ElementsAre(0, 3, 3));
+}
+
+TEST_F(CatalogueEdit, WhatTheListHadMarkedAsRemovedCanBeAddedAgain) {
+  std::string const path = Container("key");
+  Write(RecordFile(0, 1, "", {ContainerBytes(path, "old")}));
+  ContainerInfoList list(File());
+  RecordsOf(list).front().State = ContainerInfo::StateRemoved;
+  ContainerInfoEdit edit(list);
+  EXPECT_FALSE(edit.Erase(path.c_str()));
+  EXPECT_TRUE(edit.Add(path.c_str()));
+  edit.Commit();
+  EXPECT_EQ(CatalogueFile(1, {path}), FileBytes());
+}
+
+// One record more than the file has, but of a path that it has.
+TEST_F(CatalogueEdit, OneOfTwoRecordsOfAPathThatTheFileHasOnceGoes) {
+  std::string const path = Container("key");
+  Write(RecordFile(0, 1, "", {ContainerBytes(path, "", "", 5)}));
+  ContainerInfoList list(File());
+  RecordsOf(list).push_back(Record(path, ContainerInfo::StateSynced, 9));
+  ContainerInfoEdit const edit(list);
+  EXPECT_THAT(ParamsIn(list), ElementsAre(5));
+}
+
 TEST_F(CatalogueEdit, RepairsAsEverySaveDoes) {
   std::string const path = Container("key");
   std::string const reserved = Container("cur_pers");

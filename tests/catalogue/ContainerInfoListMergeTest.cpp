@@ -99,6 +99,29 @@ TEST_F(ContainerInfoListMerge, SyncedRecordTakesAllFieldsOfTheFilesVersion) {
   EXPECT_EQ(RecordFile(0, 1, "", {blob}), FileBytes());
 }
 
+// What follows a record in its blob is ignored, and not written again.
+TEST_F(ContainerInfoListMerge, FilesRecordWithMoreBytesBehindItIsWrittenWithoutThem) {
+  std::string const blob = ContainerBytes(m_folder / "a", "first", "second", 9, {{"s", 1, 2}});
+  Write(RecordFile(0, 1, "", {blob}));
+  ContainerInfoList list(File());
+  Write(RecordFile(0, 1, "", {blob + "more"}));
+  list.Save(true);
+  EXPECT_EQ(RecordFile(0, 1, "", {blob}), FileBytes());
+}
+
+TEST_F(ContainerInfoListMerge, FilesRecordThatIsCutAnywhereLeavesListAndFileAsTheyWere) {
+  std::string const blob = ContainerBytes(m_folder / "a", "first", "second", 9, {{"s", 1, 2}});
+  Write(RecordFile(0, 1, "", {blob}));
+  ContainerInfoList list(File());
+  for (std::size_t length = 0; length < blob.size(); ++length) {
+    Write(RecordFile(0, 1, "", {blob.substr(0, length)}));
+    list.Save(true);
+    ExpectUntouched();
+    ASSERT_EQ(1U, RecordsOf(list).size()) << length;
+    EXPECT_EQ(blob, DataOf(RecordsOf(list).front().WriteData())) << length;
+  }
+}
+
 TEST_F(ContainerInfoListMerge, RemovedRecordGoesFromMemoryAndFile) {
   EXPECT_EQ((Entries{{"b", kSynced, 2}}), Merge({{"a", kRemoved, 1}}, {{"a", 0, 1}, {"b", 0, 2}}));
 }

@@ -384,6 +384,22 @@ TEST_F(CTOOFileBuffer, ReadBehindTheEndOfAFileThatShrankShowsItsLength) {
   EXPECT_LE(file->Length(), 500U);
 }
 
+TEST_F(CTOOFileBuffer, ReadReachesWhatAnotherHandleHasAppendedMeanwhile) {
+  for (std::size_t const length : {0U, 10U, kWindow - 5, kWindow, kWindow + 5}) {
+    WriteFile(m_path, std::string(length, 'x'));
+    auto const file = Open("rbc");
+    std::string read(length + 20, 'r');
+    if (length != 0) {
+      EXPECT_EQ(1U, file->Read(read.data(), 1));
+      file->Seek(0, 0);
+    }
+    std::ofstream(m_path, std::ios::app) << std::string(7, 'y');
+    EXPECT_EQ(length + 7, file->Read(read.data(), static_cast<unsigned int>(read.size())));
+    EXPECT_EQ(std::string(length, 'x') + std::string(7, 'y'), read.substr(0, length + 7));
+    EXPECT_EQ(length + 7, file->Length());
+  }
+}
+
 TEST_F(CTOOFileBuffer, DestructorThrowsNothingWhenWritingOutFails) {
   EXPECT_TRUE(WithFileSizeLimit([&] {
     int const before = CountDescriptors();

@@ -129,6 +129,32 @@ TEST(CollateNoCase, AsciiComparesTheSameBehindOtherLetters) {
   }
 }
 
+// Eight bytes are compared at once as long as they are the same but for their case.
+TEST(CollateNoCase, ComparesTheSameBehindAnyNumberOfEqualBytes) {
+  std::string const capitals = "/AZ@[`{KEYS/Mz09_";
+  std::string const small = "/az@[`{keys/mZ09_";
+  for (std::size_t count = 1; count <= capitals.size(); ++count) {
+    for (int first = 1; first < 128; ++first) {
+      for (int second = 1; second < 128; ++second) {
+        std::string const one(1, static_cast<char>(first));
+        std::string const other(1, static_cast<char>(second));
+        ASSERT_EQ(SignOf(Collate(one, other)),
+                  SignOf(Collate(capitals.substr(0, count) + one, small.substr(0, count) + other)))
+            << count << ' ' << first << ' ' << second;
+        ASSERT_EQ(SignOf(Collate(one, other)),
+                  SignOf(Collate(one + capitals.substr(0, count), other + small.substr(0, count))))
+            << count << ' ' << first << ' ' << second;
+      }
+    }
+    for (Pair const& pair : DifferentPairs()) {
+      ASSERT_EQ(SignOf(Collate(pair.first, pair.second)),
+                SignOf(Collate(capitals.substr(0, count) + pair.first,
+                               small.substr(0, count) + pair.second)))
+          << count << ' ' << ToHex(pair.first);
+    }
+  }
+}
+
 // Every character against its lower case, and against its neighbour.
 TEST(CollateNoCase, FoldsEveryCharacterByTheTablesOfTheCLibrary) {
   locale_t const unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);

@@ -15,6 +15,13 @@ flags=
 "$cmake" --build "$folder/build"
 "$folder/build/consumer" "$folder/scratch"
 
+# The same with what pkg-config says. The libraries are not where the system looks for them.
+libraries=$(dirname "$(find "$folder/installed" -name libquendril.so)")
+export PKG_CONFIG_PATH=$libraries/pkgconfig
+"$compiler" -std=c++17 $flags "$here/consumer/main.cpp" -o "$folder/consumer" \
+  $(pkg-config --cflags --libs quendril-base) -Wl,-rpath,"$libraries"
+"$folder/consumer" "$folder/scratch-of-pkg-config"
+
 # The tool, where it is built, runs from where it is installed, and its page is beside it.
 if [ -e "$folder/installed/bin/quendril-inspect" ]; then
   "$folder/installed/bin/quendril-inspect" --version

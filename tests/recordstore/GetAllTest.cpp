@@ -220,4 +220,40 @@ TEST_F(GetAll, ReturnsAnEarlierStatusWhereItMeetsNoneOfItsOwn) {
   EXPECT_EQ(5U, m_store->GetAll(m_out));
 }
 
+TEST_F(GetAll, GetEachGivesTheSameRecordsUnderTheSharedLock) {
+  std::list<std::string> taken;
+  EXPECT_EQ(0U, m_store->GetEach([&](IdentObj&& record) {
+    EXPECT_EQ(Lock::Shared, FileLockOf(m_path));
+    taken.push_back(DataOf(record));
+  }));
+  EXPECT_EQ(kRecords, taken);
+  EXPECT_EQ(Lock::None, FileLockOf(m_path));
+  EXPECT_EQ(0, m_store->OpenHandles);
+}
+
+TEST_F(GetAll, GetEachOfACutRecordGivesAnEmptyOneBehindALongOneThatWasLeft) {
+  Damage(kFile.substr(0, kFile.size() - 1));
+  std::list<std::string> taken;
+  EXPECT_EQ(134U,
+            m_store->GetEach([&](IdentObj const& record) { taken.push_back(DataOf(record)); }));
+  std::list<std::string> expected = kRecords;
+  expected.back().clear();
+  EXPECT_EQ(expected, taken);
+}
+
+TEST_F(GetAll, WhatGetEachIsGivenMayThrowAndNothingStaysOpenOrLocked) {
+  int taken = 0;
+  EXPECT_THROW(m_store->GetEach([&](IdentObj const& /*record*/) {
+    if (++taken == 2) {
+      throw std::runtime_error("enough");
+    }
+  }),
+               std::runtime_error);
+  EXPECT_EQ(2, taken);
+  EXPECT_EQ(0, m_store->OpenHandles);
+  EXPECT_EQ(Lock::None, FileLockOf(m_path));
+  EXPECT_EQ(0U, Walk());
+  EXPECT_EQ(kRecords, DataOf(m_out));
+}
+
 }  // namespace

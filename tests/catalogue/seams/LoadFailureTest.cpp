@@ -168,11 +168,14 @@ TEST_F(LoadFailure, LengthIsAskedToRaiseItsFailure) {
 }
 
 // A base library that reports without raising.
-TEST_F(LoadFailure, RemovalThatOnlyReturnsFalseLeavesTheListEmptyAndTheFile) {
+TEST_F(LoadFailure, RemovalThatOnlyFillsItsStatusLeavesTheListEmptyAndTheFile) {
   Write(CatalogueFile(0, {Container("good"), "/gone"}));
   ContainerInfoList list;
   Seams seams;
-  seams.Remove = [](char const* /*path*/, XTOOFile const& /*status*/) { return false; };
+  seams.Remove = [](char const* path, XTOOFile const& status) {
+    EXPECT_THROW(status.Fail(EACCES, path), XTOOFile);
+    return false;
+  };
   list.Load(File());
   EXPECT_TRUE(RecordsOf(list).empty());
   ExpectUntouched();

@@ -235,6 +235,8 @@ Place::Place(std::string const& content) : m_content(content) {
   std::filesystem::create_directory(Folder);
 }
 
+Place::~Place() { static_cast<void>(::umount2(Folder.c_str(), MNT_DETACH)); }
+
 void Place::Restore() const {
   std::filesystem::remove(File);
   WriteFile(File, m_content);

@@ -18,6 +18,10 @@ class Place {
  public:
   // The file holds `content`.
   explicit Place(std::string const& content);
+  Place(Place const&) = delete;
+  Place& operator=(Place const&) = delete;
+  // Takes a disk that was mounted away, so that the folder can be removed.
+  ~Place();
 
   std::string const& Root() const { return m_root.Path(); }
   std::string const Folder = Root() + "/quendril";
