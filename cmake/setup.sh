@@ -31,7 +31,7 @@ install_packages() {
     apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(cmake g++ ninja-build libboost-thread-dev)
+build_packages=(cmake g++ ninja-build libboost-thread-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
 package_packages=("${build_packages[@]}" debhelper dpkg-dev fakeroot lintian)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev
   libgdbm-dev gnuplot-nox python3 strace valgrind util-linux)
