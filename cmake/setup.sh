@@ -31,7 +31,7 @@ install_packages() {
     apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(cmake g++ ninja-build libboost-thread-dev)
+build_packages=(cmake g++ ninja-build libboost-thread-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
 docs_packages=(doxygen doxygen-awesome-css graphviz groff mandoc python3)
 package_packages=("${build_packages[@]}" "${docs_packages[@]}" debhelper dpkg-dev fakeroot lintian)
 bench_packages=("${build_packages[@]}" libbenchmark-dev libsqlite3-dev liblmdb-dev libtdb-dev

@@ -1,10 +1,7 @@
 #include "examples/Listing.h"
 
-#include <clocale>
 #include <cstdio>
 #include <cstring>
-#include <cwchar>
-#include <cwctype>
 #include <filesystem>
 #include <list>
 
@@ -12,6 +9,7 @@
 #include "foundation/XTOOStatus.h"
 #include "recordstore/CQuasiStructFile.h"
 #include "recordstore/StatusCodes.h"
+#include "tools/Printable.h"
 
 namespace {
 
@@ -26,37 +24,6 @@ std::string Explain(unsigned int code) {
     default:
       return std::strerror(static_cast<int>(code));
   }
-}
-
-// Selects UTF-8 for this thread as long as it lives.
-class Utf8 {
- public:
-  Utf8() : m_before(::uselocale(Locale())) {}
-  Utf8(Utf8 const&) = delete;
-  Utf8& operator=(Utf8 const&) = delete;
-  ~Utf8() { ::uselocale(m_before); }
-
- private:
-  static locale_t Locale() {
-    static locale_t const locale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    return locale;  // Null, which selects nothing, where the system has none.
-  }
-  locale_t m_before;
-};
-
-// The bytes of the character at `position`, 0 when it is not one to give to a terminal.
-std::size_t LengthOfPrintable(std::string const& text, std::size_t position) {
-  auto const byte = static_cast<unsigned char>(text[position]);
-  if (byte < 0x80) {
-    return byte >= 0x20 && byte != 0x7F ? 1 : 0;
-  }
-  Utf8 const selected;
-  wchar_t character = 0;
-  std::mbstate_t state{};
-  std::size_t const length =
-      std::mbrtowc(&character, text.data() + position, text.size() - position, &state);
-  bool const isWhole = length >= 1 && length <= 4;
-  return isWhole && std::iswalnum(static_cast<wint_t>(character)) != 0 ? length : 0;
 }
 
 int Report(std::string const& fileName, unsigned int code) {
@@ -94,28 +61,8 @@ int ListRecords(CQuasiStructFile& file, std::string const& fileName) {
 
 char const* const kNothingSaved = "The file is empty: nothing was saved to this catalogue yet.";
 
-std::string Printable(std::string const& text) {
-  std::string printable;
-  for (std::size_t position = 0; position < text.size();) {
-    std::size_t const length = LengthOfPrintable(text, position);
-    if (length == 0) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(text[position]));
-      printable += escaped;
-      ++position;
-      continue;
-    }
-    if (text[position] == '\\' || text[position] == '"') {
-      printable += '\\';
-    }
-    printable += text.substr(position, length);
-    position += length;
-  }
-  return printable;
-}
-
 void PrintContainer(ContainerInfo& record) {
-  std::string const path = Printable(static_cast<char const*>(record.Path));
+  std::string const path = inspect::Printable(static_cast<char const*>(record.Path));
   std::printf("  %-48s  param %-5u blobs %u + %u bytes, sub-records: %zu%s\n", path.c_str(),
               record.Param, record.Ident1.Length, record.Ident2.Length, record.SubConts.size(),
               CTOOFile::IsExists(record.Path) ? "" : "  (container is gone)");

@@ -10,11 +10,6 @@
 // What is said of a catalogue file of length 0, which is what the making of one leaves.
 extern char const* const kNothingSaved;
 
-// Text that came out of a file, as a terminal may be given it: ASCII, and letters and digits in
-// UTF-8. Any other byte becomes \x and two digits; a backslash and a quotation mark get a
-// backslash.
-std::string Printable(std::string const& text);
-
 // One container on one line.
 void PrintContainer(ContainerInfo& record);
 

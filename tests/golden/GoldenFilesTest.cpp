@@ -3,7 +3,6 @@
 #include "tests/golden/GoldenFiles.h"
 
 #include <list>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -14,15 +13,6 @@
 #include "tests/support/Containers.h"
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
-
-std::string GoldenBytes(char const* text) {
-  std::istringstream lines(text);
-  std::string digits;
-  for (std::string line; std::getline(lines, line);) {
-    digits += line.substr(0, line.find('#'));
-  }
-  return Hex(digits);
-}
 
 namespace {
 

@@ -22,6 +22,12 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
   $(pkg-config --cflags --libs quendril-base) -Wl,-rpath,"$libraries"
 "$folder/consumer" "$folder/scratch-of-pkg-config"
 
+# The tool, where it is built, runs from where it is installed, and its page is beside it.
+if [ -e "$folder/installed/bin/quendril-inspect" ]; then
+  "$folder/installed/bin/quendril-inspect" --version
+  [ -s "$folder/installed/share/man/man1/quendril-inspect.1" ] || { echo "FAILED: no man page" >&2; exit 1; }
+fi
+
 # Only what users need is installed.
 if find "$folder/installed" -name '*.h' | grep -E '/(embedded|tests|examples)/|(RecordMerge|RecordShift|ScanAgain|BlobReader)\.h'; then
   echo "FAILED: an inner header was installed" >&2

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# cppcheck.sh SOURCES: cppcheck has nothing to say about the libraries, the example host and the fuzzers.
+# cppcheck.sh SOURCES: cppcheck has nothing to say about the libraries, the tool, the example host and the fuzzers.
 set -euo pipefail
 cd "$1"
 
@@ -17,4 +17,4 @@ left_out=(
 
 cppcheck --quiet --language=c++ --std=c++17 --enable=warning,style,performance,portability \
   --inline-suppr --error-exitcode=1 --template=gcc -I . "${left_out[@]/#/--suppress=}" \
-  foundation recordstore catalogue common examples fuzz
+  foundation recordstore catalogue common tools examples fuzz

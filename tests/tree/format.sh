@@ -2,5 +2,5 @@
 # format.sh SOURCES: every C++ file is as clang-format leaves it.
 set -euo pipefail
 cd "$1"
-find foundation recordstore catalogue common examples fuzz tests bench -name '*.h' -o -name '*.cpp' |
+find foundation recordstore catalogue common tools examples fuzz tests bench -name '*.h' -o -name '*.cpp' |
   xargs clang-format-14 --dry-run -Werror

@@ -17,7 +17,12 @@ LAYERS = {
     "recordstore": ["recordstore", "foundation"],
     "catalogue": ["catalogue", "recordstore", "foundation"],
     "common": ["common", "catalogue", "recordstore", "foundation"],
+    # A host: it stands on the library's public headers, and asks the system what it needs.
+    "tools": ["tools", "common", "catalogue", "recordstore", "foundation"],
 }
+HOSTS = {"tools"}
+# Headers of the library that are not installed, so no host may know them.
+PRIVATE = set(re.findall(r"PATTERN (\w+\.h) EXCLUDE", (root / "cmake/Install.cmake").read_text()))
 # Outside foundation/embedded system headers are used for the few direct calls alone: access, open,
 # close, mkstemp, ftok and pthread_self, and where a file is put in another's place.
 SYSTEM_HEADERS = {
@@ -51,12 +56,14 @@ for layer, allowed in LAYERS.items():
             where = f"{name}:{number}: includes {target}"
             if is_system:
                 is_call = target.endswith(".h")
-                if is_call and layer != "foundation" and target not in SYSTEM_HEADERS.get(name, ()):
+                if is_call and layer not in {"foundation", *HOSTS} and target not in SYSTEM_HEADERS.get(name, ()):
                     failures.append(where + ", a system header")
             elif target.split("/")[0] not in allowed:
                 failures.append(where + ", which is not below it")
             elif not (root / target).exists():
                 failures.append(where + ", which is not named from the root")
+            elif layer in HOSTS and not target.startswith("tools/") and pathlib.Path(target).name in PRIVATE:
+                failures.append(where + ", which is not installed")
             elif target.startswith("foundation/embedded/") and not name.startswith("foundation/embedded/"):
                 failures.append(where + ", which only the embedded base may know")
     for path in sorted((root / "foundation").glob("*.cpp")):
