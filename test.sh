@@ -18,7 +18,11 @@ elif [ "$*" = full ]; then
   presets=(dev release clang asan tsan fuzz bench)
 fi
 
-install_packages "${test_packages[@]}" "${bench_packages[@]}"
+packages=("${test_packages[@]}")
+if [[ " ${presets[*]} " == *" bench "* ]]; then
+  packages+=("${bench_packages[@]}")
+fi
+install_packages "${packages[@]}"
 for preset in "${presets[@]}"; do
   echo "== $preset: configuring and building"
   tests=ON

@@ -87,7 +87,7 @@ class TemporaryFile {
 void SetRights(int file, std::string const& like) {
   struct stat what {};
   if (!like.empty() && ::stat(like.c_str(), &what) == 0) {
-    static_cast<void>(::fchown(file, what.st_uid, what.st_gid));  // Where this user may.
+    static_cast<void>(::fchown(file, what.st_uid, what.st_gid) == 0);  // Where this user may.
     static_cast<void>(::fchmod(file, what.st_mode & kRights));
     return;
   }

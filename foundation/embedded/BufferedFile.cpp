@@ -158,10 +158,7 @@ bool BufferedFile::FillWindow() {
   }
   m_windowLength = 0;
   m_windowStart = m_position;
-  // No more than is known to be there: a read that comes to the file's end has to ask a second time
-  // to be sure of it.
-  unsigned long const known = static_cast<unsigned long>(std::max<off_t>(m_size - m_position, 0));
-  m_windowLength = ReadAt(m_window.get(), known == 0 ? kWindowSize : std::min(known, kWindowSize));
+  m_windowLength = ReadAt(m_window.get(), kWindowSize);
   return m_windowLength != 0;
 }
 

@@ -31,7 +31,10 @@ bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
 constexpr std::size_t kWordSize = sizeof(std::uint64_t);
 
-constexpr std::uint64_t EachByte(unsigned char byte) { return 0x0101010101010101 * byte; }
+constexpr std::uint64_t EachByte(unsigned char byte) {
+  return std::uint64_t{0x0101010101010101} * byte;
+}
+static_assert(EachByte(0x80) == 0x8080808080808080);
 
 std::uint64_t LoadBytes(char const* from) {
   std::uint64_t bytes = 0;

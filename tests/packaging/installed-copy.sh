@@ -21,6 +21,12 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 "$compiler" -std=c++17 $flags "$here/consumer/main.cpp" -o "$folder/consumer" \
   $(pkg-config --cflags --libs quendril-base) -Wl,-rpath,"$libraries"
 "$folder/consumer" "$folder/scratch-of-pkg-config"
+# A host that names nothing of the base library itself, where the linker leaves out what is not named.
+echo '#include "catalogue/ContainerInfoList.h"
+int main() { return ContainerInfoList().GetFirst() == nullptr ? 0 : 1; }' > "$folder/least.cpp"
+"$compiler" -std=c++17 $flags -Wl,--as-needed "$folder/least.cpp" -o "$folder/least" \
+  $(pkg-config --cflags --libs quendril-base) -Wl,-rpath,"$libraries"
+"$folder/least"
 
 # The tool, where it is built, runs from where it is installed, and its page is beside it.
 if [ -e "$folder/installed/bin/quendril-inspect" ]; then

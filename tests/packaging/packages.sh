@@ -19,7 +19,8 @@ packages=(libquendril1 libquendril-base1 libquendril-dev libquendril-doc quendri
 files=$(for name in "${packages[@]}"; do echo "$root/build/package/${name}_"*.deb; done)
 
 view=$(mktemp -d)
-trap 'umount -R "$view"; rm -rf "$view"' EXIT
+# Removed only when it is empty: nothing of the machine's that is seen in it may go with it.
+trap 'umount -R "$view" && rmdir "$view"' EXIT
 mount -t tmpfs tmpfs "$view"
 mkdir "$view"/{upper,work,root}
 if ! mount -t overlay overlay -o "lowerdir=/,upperdir=$view/upper,workdir=$view/work" "$view/root"; then
@@ -43,7 +44,7 @@ g++ -std=c++17 main.cpp -o consumer $(pkg-config --cflags --libs quendril-base)
 ./consumer /host/scratch-pkg-config
 echo "A host that pkg-config helped to build ran."
 quendril-inspect --version
-grep -q quendril /usr/share/doc/libquendril-doc/html/index.html
+zgrep -q quendril /usr/share/doc/libquendril-dev/html/index.html*
 dpkg --purge quendril-tools libquendril-doc libquendril-dev libquendril1 libquendril-base1
 rm -rf /host /packages
 INSIDE

@@ -144,7 +144,7 @@ TEST(FailingCalls, FailTheCallThatIsMeant) {
     calls = none.Calls();
     EXPECT_FALSE(none.HasFailed());
   }
-  EXPECT_EQ((std::vector<std::string>{"open", "fstat", "pread", "close"}), calls);
+  EXPECT_EQ((std::vector<std::string>{"open", "fstat", "pread", "pread", "close"}), calls);
   for (long number = 0; number < static_cast<long>(calls.size()); ++number) {
     FailingCalls const failing(number, ENOLCK, Mode::Once);
     CTOOFile const file(path.c_str(), "rbc", false);
