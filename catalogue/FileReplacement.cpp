@@ -1,6 +1,7 @@
 #include "catalogue/FileReplacement.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,9 +30,42 @@ int MakeFile(char const* fileName, mode_t rights) {
 CTOOString RealPath(CTOOString const& fileName) {
   std::unique_ptr<char, void (*)(void*)> const path(::realpath(fileName, nullptr), &std::free);
   if (!path) {
-    Throw(errno, "looking for", fileName);
+    Throw(errno == ENOENT ? ESTALE : errno, "looking for", fileName);
   }
   return CTOOString(path.get());
+}
+
+bool IsNamed(int file, char const* name) {
+  struct stat what {};
+  struct stat named {};
+  return ::fstat(file, &what) == 0 && ::lstat(name, &named) == 0 && what.st_dev == named.st_dev &&
+         what.st_ino == named.st_ino;
+}
+
+// 0 when the file is locked now, ESTALE when somebody else has it, or another errno.
+int LockError(int file) {
+  if (::flock(file, LOCK_EX | LOCK_NB) == 0) {
+    return 0;
+  }
+  return errno == EWOULDBLOCK ? ESTALE : errno;
+}
+
+// Removes what a process that was killed has left. What cannot be removed is in the way of who
+// makes the file, and told there.
+void RemoveLeaving(CTOOString const& name) {
+  int const file = ::open(name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) {
+    ::unlink(name);  // A link, say.
+    return;
+  }
+  int const error = LockError(file);
+  if (error == 0 && IsNamed(file, name)) {
+    ::unlink(name);
+  }
+  ::close(file);
+  if (error != 0) {
+    Throw(error, "somebody else is writing", name);
+  }
 }
 
 bool IsSameTime(struct timespec const& first, struct timespec const& second) {
@@ -54,46 +88,73 @@ void MakeIfMissing(CTOOString const& fileName) {
 
 FileVersion::FileVersion(CTOOString const& fileName) {
   if (::stat(fileName, &m_what) != 0) {
-    Throw(errno, "looking at", fileName);
+    if (errno != ENOENT) {
+      Throw(errno, "looking at", fileName);
+    }
+    m_what = {};
   }
 }
 
 bool FileVersion::operator==(FileVersion const& other) const {
-  return m_what.st_dev == other.m_what.st_dev && m_what.st_ino == other.m_what.st_ino &&
+  return IsFile() && m_what.st_dev == other.m_what.st_dev && m_what.st_ino == other.m_what.st_ino &&
          m_what.st_size == other.m_what.st_size &&
          IsSameTime(m_what.st_mtim, other.m_what.st_mtim) &&
          IsSameTime(m_what.st_ctim, other.m_what.st_ctim);
 }
 
+FileReplacement::FileReplacement(CTOOString const& fileName)
+    : m_target(RealPath(fileName)), m_name(m_target + ".quendril-edit") {}
+
+// The destructor is there for whatever throws here.
 FileReplacement::FileReplacement(CTOOString const& fileName, FileVersion const& old)
-    : m_target(RealPath(fileName)), m_name(m_target + ".quendril-edit") {
-  ::unlink(m_name);  // What a process that was killed has left.
-  int const file = MakeFile(m_name, 0600);
-  if (file < 0) {
+    : FileReplacement(fileName) {
+  RemoveLeaving(m_name);
+  m_file = MakeFile(m_name, 0600);
+  if (m_file < 0) {
     Throw(errno, "making", m_name);
   }
+  int const error = LockError(m_file);
+  if (error != 0 || !IsThere()) {
+    // Another one has taken the new file for a leaving before it was locked.
+    Throw(error != 0 ? error : ESTALE, "locking", m_name);
+  }
+  TakeRightsOf(old.m_what);
+}
+
+void FileReplacement::TakeRightsOf(struct stat const& old) const {
   // One by one: a user may give a file to a group of his own, but not to another user.
-  bool const hasGroup = ::fchown(file, kUnchanged, old.m_what.st_gid) == 0;
-  static_cast<void>(::fchown(file, old.m_what.st_uid, kUnchanged) != 0);
+  bool const hasGroup = ::fchown(m_file, kUnchanged, old.st_gid) == 0;
+  static_cast<void>(::fchown(m_file, old.st_uid, kUnchanged) != 0);
   // What the old group might do is not for another one.
-  mode_t const rights = old.m_what.st_mode & (hasGroup ? kAllRights : kAllRights & ~kGroupRights);
-  int const error = ::fchmod(file, rights) != 0 ? errno : 0;
-  ::close(file);
-  if (error != 0) {
-    ::unlink(m_name);
-    Throw(error, "making", m_name);
+  mode_t const rights = old.st_mode & (hasGroup ? kAllRights : kAllRights & ~kGroupRights);
+  if (::fchmod(m_file, rights) != 0) {
+    Throw(errno, "making", m_name);
   }
 }
 
 FileReplacement::~FileReplacement() {
-  if (!m_isInPlace) {
+  if (m_file < 0) {
+    return;
+  }
+  if (IsThere()) {
     ::unlink(m_name);
   }
+  ::close(m_file);
+}
+
+unsigned long FileReplacement::Size() const {
+  struct stat what {};
+  return ::fstat(m_file, &what) == 0 ? static_cast<unsigned long>(what.st_size) : 0;
 }
 
 void FileReplacement::PutInPlace() {
+  if (!IsThere()) {
+    Throw(ESTALE, "replacing", m_target);
+  }
   if (std::rename(m_name, m_target) != 0) {
     Throw(errno, "replacing", m_target);
   }
-  m_isInPlace = true;
 }
+
+// Whether its name stands for the new file.
+bool FileReplacement::IsThere() const { return IsNamed(m_file, m_name); }

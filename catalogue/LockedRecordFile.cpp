@@ -49,23 +49,23 @@ std::list<IdentObj> LockedRecordFile::Read() {
 void LockedRecordFile::Replace(std::vector<ContainerInfo*> const& records) {
   ThrowUnlessAsRead();
   FileReplacement replacement(m_name, *m_version);
-  WriteTo(replacement.Name(), records);
+  Write(records, replacement);
   ThrowUnlessAsRead();  // As late as can be.
   replacement.PutInPlace();
 }
 
 void LockedRecordFile::ThrowUnlessAsRead() const {
-  bool const isAsRead = CTOOFile::IsExists(m_name) && FileVersion(m_name) == *m_version;
+  bool const isAsRead = FileVersion(m_name) == *m_version;
   ThrowUnlessZero(isAsRead ? 0 : ESTALE, "somebody wrote without its lock to ", m_name);
 }
 
-void LockedRecordFile::WriteTo(CTOOString const& fileName,
-                               std::vector<ContainerInfo*> const& records) {
+void LockedRecordFile::Write(std::vector<ContainerInfo*> const& records,
+                             FileReplacement const& to) {
   QuasiStructFileBase::HeaderWords words = m_store.Words;
   words.CleanedMark = kCleaned;
   words.HeaderLength = m_header.Length;
-  std::unique_ptr<CTOOFile> const file(m_store.stor_Open(fileName, "r+bc", false));
-  ThrowUnlessZero(StatusOf(*file), "opening ", fileName);
+  std::unique_ptr<CTOOFile> const file(m_store.stor_Open(to.Name(), "r+bc", false));
+  ThrowUnlessZero(StatusOf(*file), "opening ", to.Name());
   m_store.stor_Write(file.get(), &words, sizeof words);
   m_store.stor_Write(file.get(), m_header.Data, m_header.Length);
   unsigned long size = sizeof words + static_cast<unsigned long>(m_header.Length);
@@ -75,7 +75,7 @@ void LockedRecordFile::WriteTo(CTOOString const& fileName,
     size += kLengthPrefixSize + static_cast<unsigned long>(blob.Length);
   }
   file->Close();
-  ThrowUnlessZero(StatusOf(*file), "writing ", fileName);
+  ThrowUnlessZero(StatusOf(*file), "writing ", to.Name());
   // A handle that gathers what is written need not tell what was lost on its way; the file does.
-  ThrowUnlessZero(FileVersion(fileName).IsOfSize(size) ? 0 : EIO, "writing ", fileName);
+  ThrowUnlessZero(to.Size() == size ? 0 : EIO, "writing ", to.Name());
 }

@@ -30,7 +30,7 @@ class LockedRecordFile {
 
  private:
   void ThrowUnlessAsRead() const;
-  void WriteTo(CTOOString const& fileName, std::vector<ContainerInfo*> const& records);
+  void Write(std::vector<ContainerInfo*> const& records, FileReplacement const& to);
 
   CTOOString m_name;
   CQuasiStructFile m_store;

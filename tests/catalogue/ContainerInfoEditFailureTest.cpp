@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -312,6 +313,30 @@ TEST_F(CatalogueEditFails, AFileInAFolderWithoutAWholeNameIsTold) {
     EXPECT_EQ(0U, std::filesystem::file_size("catalogue"));
     return true;
   }));
+}
+
+// Two who hold the lock of different files of that name: the first one's has been removed.
+TEST_F(CatalogueEditFails, WhatAnotherEditIsWritingIsLeftAlone) {
+  ContainerInfoList list(File());
+  ContainerInfoEdit edit(list);
+  edit.Add(m_new.c_str());
+  std::string const theirs = m_file + ".quendril-edit";
+  WriteFile(theirs, "theirs");
+  int const file = ::open(theirs.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(0, ::flock(file, LOCK_EX));
+  try {
+    edit.Commit();
+    ADD_FAILURE() << "committed";
+  } catch (XTOOStatus const& status) {
+    EXPECT_EQ(ESTALE, status.Status());
+    EXPECT_THAT(status.ErrorMessage(), HasSubstr("somebody else is writing " + theirs));
+  }
+  EXPECT_EQ("theirs", ReadFile(theirs));
+  ExpectUntouched();
+  ::close(file);
+  edit.Commit();
+  EXPECT_EQ(CatalogueFile(1, {m_path, m_new}), FileBytes());
+  EXPECT_FALSE(IsThere(theirs));
 }
 
 }  // namespace

@@ -202,14 +202,26 @@ TEST_F(CatalogueEdit, WhatTheListHadMarkedAsRemovedCanBeAddedAgain) {
   EXPECT_EQ(CatalogueFile(1, {path}), FileBytes());
 }
 
-// One record more than the file has, but of a path that it has.
-TEST_F(CatalogueEdit, OneOfTwoRecordsOfAPathThatTheFileHasOnceGoes) {
+// Records more than the file has, but of a path that it has: the last one is the file's.
+TEST_F(CatalogueEdit, TheLastOfSeveralRecordsOfAPathIsTheFiles) {
   std::string const path = Container("key");
   Write(RecordFile(0, 1, "", {ContainerBytes(path, "", "", 5)}));
   ContainerInfoList list(File());
-  RecordsOf(list).push_back(Record(path, ContainerInfo::StateSynced, 9));
-  ContainerInfoEdit const edit(list);
-  EXPECT_THAT(ParamsIn(list), ElementsAre(5));
+  RecordsOf(list).push_back(Record(path, ContainerInfo::StateAdded, 9));
+  {
+    ContainerInfoEdit const edit(list);
+    EXPECT_THAT(ParamsIn(list), ElementsAre(9));
+  }
+  list.Load(nullptr);
+  RecordsOf(list).push_back(Record(Container("new"), ContainerInfo::StateAdded, 7));
+  RecordsOf(list).push_back(Record(path, ContainerInfo::StateAdded, 9));
+  ContainerInfoEdit edit(list);
+  EXPECT_THAT(ParamsIn(list), ElementsAre(7, 9));
+  edit.Commit();
+  EXPECT_EQ(
+      RecordFile(0, 1, "",
+                 {ContainerBytes(m_folder / "new", "", "", 7), ContainerBytes(path, "", "", 9)}),
+      FileBytes());
 }
 
 TEST_F(CatalogueEdit, RepairsAsEverySaveDoes) {

@@ -1,17 +1,22 @@
 // Adding, erasing and assigning, with the base services watched and failing.
 
+#include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <list>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "catalogue/ContainerInfoEdit.h"
 #include "catalogue/ContainerInfoList.h"
 #include "foundation/XTOOStatus.h"
 #include "tests/catalogue/CatalogueFixture.h"
 #include "tests/catalogue/seams/Seams.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Containers.h"
 #include "tests/support/LockProbe.h"
 
@@ -205,6 +210,89 @@ TEST_F(EditSeams, AssignmentToItselfDoesNothing) {
   Seams seams;
   m_list = same;
   EXPECT_TRUE(seams.Calls.empty());
+}
+
+// What others do while a ContainerInfoEdit writes its new file.
+class CommitSeams : public EditSeams {
+ protected:
+  // Commits with `meanwhile` done when the new file was just opened; expects ESTALE.
+  void CommitAgainst(std::function<void()> const& meanwhile) {
+    ContainerInfoEdit edit(m_list);
+    edit.Add(m_new.c_str());
+    {
+      Seams seams;
+      seams.After = [&](Seams::Call const& call) {
+        if (call.name == "Open" && call.text == "r+bc " + m_replacement) {
+          meanwhile();
+        }
+      };
+      try {
+        edit.Commit();
+        ADD_FAILURE() << "committed";
+      } catch (XTOOStatus const& status) {
+        EXPECT_EQ(ESTALE, status.Status());
+      }
+    }
+    EXPECT_EQ((Paths{m_old, m_new}), PathsIn(m_list));
+    m_afterwards(edit);
+  }
+
+  std::string const m_replacement = m_file + ".quendril-edit";
+  std::function<void(ContainerInfoEdit&)> m_afterwards = [](ContainerInfoEdit&) {};
+};
+
+TEST_F(CommitSeams, WhatIsWrittenWithoutTheLockMeanwhileStays) {
+  std::string const theirs = Container("theirs");
+  m_afterwards = [&](ContainerInfoEdit& edit) {
+    EXPECT_EQ(CatalogueFile(1, {theirs}), FileBytes());
+    EXPECT_FALSE(IsThere(m_replacement));
+    edit.Commit();
+    EXPECT_EQ(CatalogueFile(1, {m_new, theirs}), FileBytes());
+  };
+  CommitAgainst([&] { WriteFile(m_file, CatalogueFile(1, {theirs})); });
+}
+
+TEST_F(CommitSeams, AnotherFileInTheNewOnesPlaceIsNotTakenForIt) {
+  m_afterwards = [&](ContainerInfoEdit& /*edit*/) {
+    EXPECT_EQ("not ours", ReadFile(m_replacement));
+    EXPECT_EQ(CatalogueFile(1, {m_old}), FileBytes());
+  };
+  CommitAgainst([&] {
+    std::filesystem::remove(m_replacement);
+    WriteFile(m_replacement, "not ours");
+  });
+}
+
+// Whatever piece of memory is not to be had, the edit that it was for changes nothing and goes on.
+TEST_F(CommitSeams, AnEditThatRunsOutOfMemoryGoesOn) {
+  int failures = 0;
+  bool isMore = true;
+  for (long number = 0; isMore; ++number) {
+    isMore = false;
+    WriteFile(m_file, CatalogueFile(1, {m_old}));
+    m_list.Load(nullptr);
+    ContainerInfoEdit edit(m_list);
+    for (auto const& change : {std::function<bool()>([&] { return edit.Add(m_new.c_str()); }),
+                               std::function<bool()>([&] { return edit.Erase(m_old.c_str()); })}) {
+      Paths const paths = PathsIn(m_list);
+      std::vector<unsigned int> const states = StatesIn(m_list);
+      try {
+        FailingAllocation const failing(number);
+        EXPECT_TRUE(change());
+      } catch (std::bad_alloc const&) {
+        ++failures;
+        isMore = true;
+        EXPECT_EQ(paths, PathsIn(m_list)) << number;
+        EXPECT_EQ(states, StatesIn(m_list)) << number;
+        EXPECT_TRUE(change()) << number;
+      }
+    }
+    EXPECT_FALSE(edit.Add(m_new.c_str()));
+    EXPECT_FALSE(edit.Erase(m_old.c_str()));
+    edit.Commit();
+    ASSERT_EQ(CatalogueFile(1, {m_new}), FileBytes()) << number;
+  }
+  EXPECT_GT(failures, 10);
 }
 
 }  // namespace
