@@ -68,6 +68,15 @@ void RemoveLeaving(CTOOString const& name) {
   }
 }
 
+int MakeNew(CTOOString const& name) {
+  RemoveLeaving(name);
+  int const file = MakeFile(name, 0600);
+  if (file < 0) {
+    Throw(errno, "making", name);
+  }
+  return file;
+}
+
 bool IsSameTime(struct timespec const& first, struct timespec const& second) {
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
 }
@@ -103,16 +112,11 @@ bool FileVersion::operator==(FileVersion const& other) const {
 }
 
 FileReplacement::FileReplacement(CTOOString const& fileName)
-    : m_target(RealPath(fileName)), m_name(m_target + ".quendril-edit") {}
+    : m_target(RealPath(fileName)), m_name(m_target + ".quendril-edit"), m_file(MakeNew(m_name)) {}
 
 // The destructor is there for whatever throws here.
 FileReplacement::FileReplacement(CTOOString const& fileName, FileVersion const& old)
     : FileReplacement(fileName) {
-  RemoveLeaving(m_name);
-  m_file = MakeFile(m_name, 0600);
-  if (m_file < 0) {
-    Throw(errno, "making", m_name);
-  }
   int const error = LockError(m_file);
   if (error != 0 || !IsThere()) {
     // Another one has taken the new file for a leaving before it was locked.
@@ -133,9 +137,6 @@ void FileReplacement::TakeRightsOf(struct stat const& old) const {
 }
 
 FileReplacement::~FileReplacement() {
-  if (m_file < 0) {
-    return;
-  }
   if (IsThere()) {
     ::unlink(m_name);
   }

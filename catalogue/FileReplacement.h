@@ -56,7 +56,7 @@ class FileReplacement {
 
   CTOOString m_target;
   CTOOString m_name;
-  int m_file = -1;
+  int const m_file;
 };
 
 #endif
