@@ -67,10 +67,11 @@ class QUENDRIL_EXPORT ContainerInfoEdit {
   // list, the others are StateSynced, the locks are free and the edit is over.
   //
   // On a failure nothing of this happens, the list still holds the edit, and Commit may be called
-  // again. After ESTALE (somebody wrote or replaced the file without its lock) the file is not
-  // locked until then.
+  // again. After ESTALE (somebody wrote or replaced the file without its lock, or is just doing so)
+  // the file is not locked until then.
   //
-  // A process that is killed may leave NAME.quendril-edit behind; the next Commit replaces it.
+  // A process that is killed may leave NAME.quendril-edit behind; the next Commit replaces it,
+  // which it knows from one that is being written by its lock.
   void Commit();
 
  private:
