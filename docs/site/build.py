@@ -55,6 +55,7 @@ def run_doxygen(headers):
     failures.extend(sorted({line for line in warnings if not MAY_STAND_ALONE.search(line)}))
     if done.returncode != 0:
         failures.append(f"doxygen ended with {done.returncode}")
+    shutil.copytree(sources / "docs/plots", pages / "plots", dirs_exist_ok=True)
 
 
 class Page(html.parser.HTMLParser):

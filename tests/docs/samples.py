@@ -16,6 +16,8 @@ its own. There the machine-wide catalogue is in the folder "common", the library
 $HOME/quendril, and the built programs are on the PATH. Other blocks of C++ are failures. Other blocks
 of commands, and texts that say `./PROGRAM`, must name programs that there are, and blocks of CMake
 lines that a sample's file has too.
+
+What the manual pages show as C++, in a literal display of lines that end with ";", is compiled.
 """
 import os
 import pathlib
@@ -36,10 +38,15 @@ MARK = re.compile(r"^<!-- (sample|output)\b", re.MULTILINE)
 TIME_LIMIT = 120
 
 
+# Of manual pages; it has the groups of BLOCK.
+DISPLAY = re.compile(
+    r"^\.Bd -literal[^\n]*\n(?P<text>(?P<language>(?P<mark>))[^\n]*;\n.*?)^\.Ed$", re.MULTILINE | re.DOTALL)
+
+
 class Block:
-    def __init__(self, page, content, match):
-        self.mark = (match["mark"] or "").rstrip()
-        self.language = match["language"]
+    def __init__(self, page, content, match, is_display=False):
+        self.mark = "sample" if is_display else (match["mark"] or "").rstrip()
+        self.language = "cpp" if is_display else match["language"]
         self.text = match["text"]
         self.line = content.count("\n", 0, match.start("text")) + 1
         self.where = f"{page}:{self.line}"
@@ -68,6 +75,18 @@ def blocks_of(page):
         else:
             kept.append(block)
     return kept
+
+
+def displays():
+    """The blocks of C++ in the manual pages."""
+    pages = sorted(str(page.relative_to(sources)) for page in (sources / "docs/man").glob("*.[1-9]"))
+    found = []
+    for page in pages:
+        content = (sources / page).read_text()
+        found += [Block(page, content, match, True) for match in DISPLAY.finditer(content)]
+    if not found:
+        failures.append("no manual page shows any C++")
+    return found
 
 
 def commands(text):
@@ -159,7 +178,8 @@ def main(scratch):
         elif not block.is_function() and not re.match(r"sample: (run$|file \S+$)", block.mark):
             failures.append(f"{block.where}: what is to be done with it? {block.mark}")
     program = scratch / "samples"
-    if not compile_samples([block for block in everything if block.is_function()], program):
+    functions = [block for block in everything if block.is_function()]
+    if not compile_samples([*functions, *displays()], program):
         return
     home = scratch / "home"
     subprocess.run([cmake, "--install", build, "--prefix", home / "quendril"], check=True,
