@@ -3,7 +3,7 @@
 # undefined-behaviour sanitizers, with g++ under the thread sanitizer, each fuzzer for a minute; and
 # compares what the main operations cost with what is recorded.
 #
-#   ./test.sh                 everything, as CI does: about 25 minutes on two cores from nothing
+#   ./test.sh                 everything, as CI does: about 20 minutes on two cores from nothing
 #   ./test.sh dev             one preset or several: dev, release, clang, asan, tsan, fuzz,
 #                             bench
 #   ./test.sh full            everything, and the long figures of docs/testing.md: hours
