@@ -2,6 +2,8 @@
 
 #include <limits>
 #include <set>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -36,7 +38,7 @@ class Members {
   void RequireOnly(std::set<std::string> const& names) const {
     for (auto const& member : m_object.items()) {
       if (names.count(member.key()) == 0) {
-        throw Failure(m_where, "has an unknown member " + member.key(), kAdvice);
+        throw Failure(m_where, "has an unknown member " + Printable(member.key()), kAdvice);
       }
     }
   }
@@ -147,6 +149,7 @@ class RecordTaker {
   RecordTaker(std::string const& source, Step const& step) : m_source(source), m_step(step) {}
 
   bool operator()(int depth, Json::parse_event_t event, Json const& parsed) {
+    RefuseDoubles(event, parsed);
     if (depth == kRecordDepth - 1 && event == Json::parse_event_t::key) {
       m_isRecords = parsed == "records";
     }
@@ -165,8 +168,23 @@ class RecordTaker {
   std::string const& Bytes() const { return m_bytes; }
 
  private:
+  // The parser would keep the last of two members of one name, and both of two lists of records.
+  void RefuseDoubles(Json::parse_event_t event, Json const& parsed) {
+    if (event == Json::parse_event_t::object_start) {
+      m_open.emplace_back();
+    } else if (event == Json::parse_event_t::object_end) {
+      m_open.pop_back();
+    } else if (event == Json::parse_event_t::key) {
+      std::string const name = parsed.get<std::string>();
+      if (!m_open.back().insert(name).second) {
+        throw Failure(m_source, "has two members " + Printable(name) + " in one object", kAdvice);
+      }
+    }
+  }
+
   std::string const m_source;
   Step const& m_step;
+  std::vector<std::set<std::string>> m_open;  // The members of the objects around.
   std::string m_bytes;
   std::size_t m_count = 0;
   bool m_isRecords = false;

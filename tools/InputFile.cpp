@@ -8,6 +8,8 @@
 #include <cstring>
 #include <optional>
 
+#include <fmt/format.h>
+
 #include "common/CommonContInfoFileCreater.h"
 #include "foundation/IPC.h"
 #include "foundation/XTOOStatus.h"
@@ -21,6 +23,7 @@ namespace inspect {
 namespace {
 
 constexpr std::size_t kBlockSize = 1U << 20U;
+constexpr off_t kLargest = 0xFFFFFFFF;  // More no length in a catalogue can say.
 
 char const* KindOf(mode_t mode) {
   if (S_ISDIR(mode)) {
@@ -72,6 +75,10 @@ std::string ReadAll(Descriptor const& file, std::string const& path) {
   std::string content;
   struct stat what {};
   if (::fstat(file.Get(), &what) == 0 && S_ISREG(what.st_mode)) {
+    if (what.st_size > kLargest) {
+      throw Failure(Printable(path), fmt::format("has {} bytes", what.st_size),
+                    "no catalogue is larger than 4 GiB; name another file");
+    }
     content.resize(static_cast<std::size_t>(what.st_size) + 1);  // One more shows its end.
   }
   Progress progress("reading " + Printable(path), content.size());

@@ -22,7 +22,7 @@ ExitStatus DrawMap(Options const& options, OutputOptions const& output) {
   {
     Progress progress("drawing " + Printable(input.path), input.file.Count());
     WriteOutput(output, [&](std::FILE* out) {
-      isDamaged = DrawPicture(input.file, Readable(input.path), out,
+      isDamaged = DrawPicture(input.file, Printable(input.path), out,
                               [&progress](std::size_t number) { progress.Step(number); });
     });
   }

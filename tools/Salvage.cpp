@@ -117,6 +117,13 @@ class Salvager {
     return position == m_file.size() || IsLikely(position);
   }
 
+  // The same for a record of any kind, where one is expected.
+  bool IsEndOrContainer(std::size_t position) {
+    std::size_t const begin = position + kWordSize;
+    return position == m_file.size() ||
+           (FitsAt(position) && SkimOver(begin, begin + WordAt(position)).isContainer);
+  }
+
   // The record at `position`, if its fields can be decoded.
   std::optional<Found> FindAt(std::size_t position) {
     if (!HasWordAt(position)) {
@@ -127,7 +134,7 @@ class Salvager {
       std::size_t const end = begin + WordAt(position);
       Skim const skim = SkimOver(begin, end);
       std::size_t const fieldsEnd = end - skim.tail;
-      if (skim.isContainer && skim.tail != 0 && (IsLikely(fieldsEnd) || !IsEndOrLikely(end))) {
+      if (skim.isContainer && skim.tail != 0 && (IsLikely(fieldsEnd) || !IsEndOrContainer(end))) {
         return Found{begin, fieldsEnd, true};
       }
       if (skim.isContainer) {
@@ -232,9 +239,30 @@ class Salvager {
   Salvage m_result;
 };
 
+// Whether nothing is to be mended: then a record is what its length says, whatever its bytes look
+// like.
+bool IsWhole(RecordFile const& file) {
+  if (file.damage || !file.hasHead) {
+    return false;
+  }
+  for (std::size_t number = 0; number < file.Count(); ++number) {
+    if (!ReadContainer(file, number).IsContainer()) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 Salvage SalvageRecords(std::string_view file, Step const& step) {
+  RecordFile const parsed = ParseFile(file);
+  if (IsWhole(parsed)) {
+    Salvage salvage;
+    salvage.bytes = file;
+    salvage.taken = parsed.Count();
+    return salvage;
+  }
   return Salvager(file, step).Run();
 }
 

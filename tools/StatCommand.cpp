@@ -70,7 +70,11 @@ std::string WrittenAt(std::string const& path) {
   if (::stat(path.c_str(), &what) != 0) {
     return "unknown";
   }
-  return fmt::format("{:%Y-%m-%d %H:%M:%S} UTC", fmt::gmtime(what.st_mtim.tv_sec));
+  std::tm time{};
+  if (::gmtime_r(&what.st_mtim.tv_sec, &time) == nullptr) {
+    return fmt::format("{} seconds after 1970", what.st_mtim.tv_sec);
+  }
+  return fmt::format("{:%Y-%m-%d %H:%M:%S} UTC", time);
 }
 
 char const* ExplainMark(std::uint32_t mark) {

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <optional>
@@ -31,20 +32,27 @@ struct Stamp {
       isThere = true;
       number = what.st_ino;
       size = what.st_size;
-      seconds = what.st_mtim.tv_sec;
-      nanoseconds = what.st_mtim.tv_nsec;
+      written = Nanoseconds(what.st_mtim);
+      changed = Nanoseconds(what.st_ctim);
+      device = what.st_dev;
     }
   }
   bool operator==(Stamp const& other) const {
-    return isThere == other.isThere && number == other.number && size == other.size &&
-           seconds == other.seconds && nanoseconds == other.nanoseconds;
+    return isThere == other.isThere && device == other.device && number == other.number &&
+           size == other.size && written == other.written && changed == other.changed;
+  }
+  // Since 1970; what does not fit wraps, and is no other then.
+  static std::uint64_t Nanoseconds(timespec const& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
   }
 
   bool isThere = false;
   ino_t number = 0;
   off_t size = 0;
-  time_t seconds = 0;
-  long nanoseconds = 0;
+  dev_t device = 0;
+  std::uint64_t written = 0;
+  std::uint64_t changed = 0;  // By anything; no program can put this time back.
 };
 
 std::string Now() {

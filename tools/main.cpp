@@ -25,6 +25,11 @@ struct CommandLine {
   std::function<ExitStatus()> run;
 };
 
+// An unset variable, say; without a file the machine-wide catalogue would be meant.
+CLI::Validator const kNamed(
+    [](std::string& name) { return name.empty() ? std::string("it has no name") : std::string(); },
+    "", "");
+
 CLI::App* AddCommand(CLI::App& app, CommandLine& line, char const* name, char const* description,
                      std::function<ExitStatus()> const& run) {
   CLI::App* const command = app.add_subcommand(name, description);
@@ -37,7 +42,8 @@ CLI::App* AddCommand(CLI::App& app, CommandLine& line, char const* name, char co
 }
 
 void AddFile(CLI::App* command, CommandLine& line) {
-  command->add_option("FILE", line.options.file, "the catalogue file; else the machine-wide one");
+  command->add_option("FILE", line.options.file, "the catalogue file; else the machine-wide one")
+      ->check(kNamed);
 }
 
 void AddColor(CLI::App* command, CommandLine& line) {
@@ -46,7 +52,7 @@ void AddColor(CLI::App* command, CommandLine& line) {
 }
 
 void AddOutput(CLI::App* command, CommandLine& line) {
-  command->add_option("-o,--output", line.output.file, "write to this new file");
+  command->add_option("-o,--output", line.output.file, "write to this new file")->check(kNamed);
   command->add_flag("--overwrite", line.output.mayOverwrite, "replace a file that is there");
 }
 
@@ -80,8 +86,8 @@ void AddComparing(CLI::App& app, CommandLine& line) {
   CLI::App* const diff = AddCommand(app, line, "diff", "what distinguishes two files", [&line] {
     return ShowDifferences(line.options, line.argument);
   });
-  diff->add_option("A", line.options.file, "the one file")->required();
-  diff->add_option("B", line.argument, "the other; else the machine-wide catalogue");
+  diff->add_option("A", line.options.file, "the one file")->required()->check(kNamed);
+  diff->add_option("B", line.argument, "the other; else the machine-wide catalogue")->check(kNamed);
   CLI::App* const watch = AddCommand(app, line, "watch", "print what changes, until interrupted",
                                      [&line] { return WatchFile(line.options, line.watch); });
   AddFile(watch, line);
@@ -103,13 +109,17 @@ void AddWriting(CLI::App& app, CommandLine& line) {
   });
   importing->add_option("JSON", line.argument, "what export wrote; - for standard input")
       ->required();
-  importing->add_option("OUT", line.output.file, "the new catalogue file")->required();
+  importing->add_option("OUT", line.output.file, "the new catalogue file")
+      ->required()
+      ->check(kNamed);
   importing->add_flag("--overwrite", line.output.mayOverwrite, "replace a file that is there");
   CLI::App* const salvage =
       AddCommand(app, line, "salvage", "what can still be decoded, into a new file",
                  [&line] { return SalvageFile(line.options, line.output); });
-  salvage->add_option("IN", line.options.file, "the damaged file; it is only read")->required();
-  salvage->add_option("OUT", line.output.file, "the new catalogue file")->required();
+  salvage->add_option("IN", line.options.file, "the damaged file; it is only read")
+      ->required()
+      ->check(kNamed);
+  salvage->add_option("OUT", line.output.file, "the new catalogue file")->required()->check(kNamed);
   CLI::App* const map = AddCommand(app, line, "map", "a picture of the file, in SVG",
                                    [&line] { return DrawMap(line.options, line.output); });
   AddFile(map, line);

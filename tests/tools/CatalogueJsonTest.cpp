@@ -128,4 +128,18 @@ TEST(CatalogueJson, WrongRecordsAreToldByTheirNumbers) {
             failureOf(start + R"("param": 1, "subRecords": [1]})"));
 }
 
+TEST(CatalogueJson, TwoMembersOfOneNameAreRefused) {
+  std::string const head = R"({"format": "quendril-catalogue", "version": 1, )";
+  for (std::string const& text :
+       {head + R"("records": [], "records": []})", head + R"("mark": 1, "mark": 0, "records": []})",
+        head + R"("records": [{"path": "/a", "path": "/b"}]})"}) {
+    try {
+      inspect::ReadCatalogueJson(text, "source", nullptr);
+      ADD_FAILURE() << text;
+    } catch (inspect::Failure const& failure) {
+      EXPECT_NE(std::string::npos, std::string(failure.what()).find("has two members ")) << text;
+    }
+  }
+}
+
 }  // namespace

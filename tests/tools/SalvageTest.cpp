@@ -42,6 +42,27 @@ TEST(Salvage, WholeCatalogueComesOutAsItIs) {
   EXPECT_TRUE(salvage.IsWhole());
 }
 
+// A length is believed where nothing is damaged, also with bytes behind the last field.
+TEST(Salvage, RecordsWithMoreBytesBehindThemComeOutAsTheyAre) {
+  std::string const zero(8, '\0');
+  for (std::string const& tail : {std::string("TAILTAIL"), zero, Word(24) + ContainerBytes("/x")}) {
+    std::string const file = RecordFile(
+        0, 1, "head",
+        {ContainerBytes("/a") + tail, ContainerBytes("") + tail, ContainerBytes("/c") + tail});
+    Salvage const salvage = Work(file);
+    EXPECT_EQ(file, salvage.bytes);
+    EXPECT_EQ(3U, salvage.taken);
+    EXPECT_TRUE(salvage.IsWhole());
+  }
+}
+
+TEST(Salvage, BehindARecordWithMoreBytesTheNextOneIsFoundInADamagedFileToo) {
+  std::string const tail = "TAILTAIL";
+  std::string const file = RecordFile(
+      0, 1, "", {ContainerBytes("/a") + tail, ContainerBytes("/b") + tail, ContainerBytes("/c")});
+  EXPECT_EQ((std::vector<std::string>{"/a", "/b"}), PathsOf(Work(file.substr(0, file.size() - 1))));
+}
+
 TEST(Salvage, OfACutFileAllWholeRecordsAreTaken) {
   std::string const file = SampleCatalogue();
   std::vector<std::size_t> const starts = Starts();
