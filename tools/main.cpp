@@ -26,9 +26,7 @@ struct CommandLine {
 };
 
 // An unset variable, say; without a file the machine-wide catalogue would be meant.
-CLI::Validator const kNamed(
-    [](std::string& name) { return name.empty() ? std::string("it has no name") : std::string(); },
-    "", "");
+std::string RefuseNoName(std::string const& name) { return name.empty() ? "it has no name" : ""; }
 
 CLI::App* AddCommand(CLI::App& app, CommandLine& line, char const* name, char const* description,
                      std::function<ExitStatus()> const& run) {
@@ -43,7 +41,7 @@ CLI::App* AddCommand(CLI::App& app, CommandLine& line, char const* name, char co
 
 void AddFile(CLI::App* command, CommandLine& line) {
   command->add_option("FILE", line.options.file, "the catalogue file; else the machine-wide one")
-      ->check(kNamed);
+      ->check(&RefuseNoName);
 }
 
 void AddColor(CLI::App* command, CommandLine& line) {
@@ -52,7 +50,8 @@ void AddColor(CLI::App* command, CommandLine& line) {
 }
 
 void AddOutput(CLI::App* command, CommandLine& line) {
-  command->add_option("-o,--output", line.output.file, "write to this new file")->check(kNamed);
+  command->add_option("-o,--output", line.output.file, "write to this new file")
+      ->check(&RefuseNoName);
   command->add_flag("--overwrite", line.output.mayOverwrite, "replace a file that is there");
 }
 
@@ -86,8 +85,9 @@ void AddComparing(CLI::App& app, CommandLine& line) {
   CLI::App* const diff = AddCommand(app, line, "diff", "what distinguishes two files", [&line] {
     return ShowDifferences(line.options, line.argument);
   });
-  diff->add_option("A", line.options.file, "the one file")->required()->check(kNamed);
-  diff->add_option("B", line.argument, "the other; else the machine-wide catalogue")->check(kNamed);
+  diff->add_option("A", line.options.file, "the one file")->required()->check(&RefuseNoName);
+  diff->add_option("B", line.argument, "the other; else the machine-wide catalogue")
+      ->check(&RefuseNoName);
   CLI::App* const watch = AddCommand(app, line, "watch", "print what changes, until interrupted",
                                      [&line] { return WatchFile(line.options, line.watch); });
   AddFile(watch, line);
@@ -111,15 +111,17 @@ void AddWriting(CLI::App& app, CommandLine& line) {
       ->required();
   importing->add_option("OUT", line.output.file, "the new catalogue file")
       ->required()
-      ->check(kNamed);
+      ->check(&RefuseNoName);
   importing->add_flag("--overwrite", line.output.mayOverwrite, "replace a file that is there");
   CLI::App* const salvage =
       AddCommand(app, line, "salvage", "what can still be decoded, into a new file",
                  [&line] { return SalvageFile(line.options, line.output); });
   salvage->add_option("IN", line.options.file, "the damaged file; it is only read")
       ->required()
-      ->check(kNamed);
-  salvage->add_option("OUT", line.output.file, "the new catalogue file")->required()->check(kNamed);
+      ->check(&RefuseNoName);
+  salvage->add_option("OUT", line.output.file, "the new catalogue file")
+      ->required()
+      ->check(&RefuseNoName);
   CLI::App* const map = AddCommand(app, line, "map", "a picture of the file, in SVG",
                                    [&line] { return DrawMap(line.options, line.output); });
   AddFile(map, line);
