@@ -22,9 +22,9 @@ constexpr unsigned int kUnchanged = 0xFFFFFFFF;
   throw XTOOStatus(error, CTOOString("ContainerInfoEdit: ") + doing + " " + fileName, false);
 }
 
-// A new file, open, or -1.
+// A new file, open, or -1. For writing too: a file server grants no exclusive lock without.
 int MakeFile(char const* fileName, mode_t rights) {
-  return ::open(fileName, O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights);
+  return ::open(fileName, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, rights);
 }
 
 CTOOString RealPath(CTOOString const& fileName) {
@@ -53,7 +53,7 @@ int LockError(int file) {
 // Removes what a process that was killed has left. What cannot be removed is in the way of who
 // makes the file, and told there.
 void RemoveLeaving(CTOOString const& name) {
-  int const file = ::open(name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  int const file = ::open(name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) {
     ::unlink(name);  // A link, say.
     return;
